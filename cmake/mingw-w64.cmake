@@ -1,0 +1,19 @@
+# Tool chain: 64-bit Windows programs from Debian's mingw-w64, tests run under Wine.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+
+set(triplet x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${triplet}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
+set(CMAKE_RC_COMPILER ${triplet}-windres)
+set(CMAKE_MC_COMPILER ${triplet}-windmc)
+set(CMAKE_DLLTOOL ${triplet}-dlltool)
+
+set(CMAKE_FIND_ROOT_PATH /usr/${triplet})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Debian keeps the 64-bit loader out of the PATH. scripts/env.sh provides the environment it needs.
+set(CMAKE_CROSSCOMPILING_EMULATOR /usr/lib/wine/wine64)
