@@ -1,0 +1,234 @@
+// The live state of a line, its address and its call, and the call's information record with the two parties.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "diag/diag.h"
+#include "entry_point.h"
+#include "provider.h"
+
+namespace {
+
+// 1 while the line has a call.
+DWORD active_calls(LineRec* pLine) {
+    const LineLock lock(pLine);
+    return pLine->htCall && pLine->eLineState != LINE_IDLE ? 1 : 0;
+}
+
+DWORD call_features(const LineRec* pLine) {
+    DWORD features = LINECALLFEATURE_DROP;
+    if (pLine->dwCallState == LINECALLSTATE_OFFERING) features |= LINECALLFEATURE_ACCEPT | LINECALLFEATURE_ANSWER;
+    if (pLine->dwCallState == LINECALLSTATE_ACCEPTED) features |= LINECALLFEATURE_ANSWER;
+    // In every state but idle, offering and disconnected included.
+    if (pLine->eLineState != LINE_DIALING) features |= LINECALLFEATURE_DIAL;
+    return features;
+}
+
+// ---- call information ---------------------------------------------------------------------------------------------
+
+struct PartyText {
+    wchar_t text[256];
+
+    explicit PartyText(const char* ansi) : text{} {
+        mbstowcs(text, ansi, 255);
+        text[255] = L'\0';
+    }
+    DWORD size() const { return static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t)); }
+    bool empty() const { return text[0] == L'\0'; }
+};
+
+struct Parties {
+    PartyText called;
+    PartyText caller;
+    PartyText caller_name;
+};
+
+// Copies what belongs together under the line lock.
+Parties read_call(LineRec* pLine, LINECALLINFO* info) {
+    const LineLock lock(pLine);
+    Parties parties{PartyText(pLine->szCalledID), PartyText(pLine->szCallerID), PartyText(pLine->szCallerIDName)};
+    info->dwMediaMode = pLine->dwMediaMode;
+    info->dwRate = pLine->dwRate;
+    return parties;
+}
+
+bool append(LINECALLINFO* info, const PartyText& party, DWORD* size_field, DWORD* offset_field) {
+    if (party.empty()) return false;
+    memcpy(reinterpret_cast<uint8_t*>(info) + info->dwUsedSize, party.text, party.size());
+    *size_field = party.size();
+    *offset_field = info->dwUsedSize;
+    info->dwUsedSize += party.size();
+    return true;
+}
+
+void append_parties(LINECALLINFO* info, const Parties& parties) {
+    if (append(info, parties.called, &info->dwCalledIDSize, &info->dwCalledIDOffset))
+        info->dwCalledIDFlags = LINECALLPARTYID_ADDRESS;
+    if (append(info, parties.caller, &info->dwCallerIDSize, &info->dwCallerIDOffset))
+        info->dwCallerIDFlags = LINECALLPARTYID_ADDRESS;
+    // A name without a number leaves UNAVAIL beside NAME, as clients expect it.
+    if (append(info, parties.caller_name, &info->dwCallerIDNameSize, &info->dwCallerIDNameOffset))
+        info->dwCallerIDFlags |= LINECALLPARTYID_NAME;
+}
+
+void fill_call_info(LineRec* pLine, LINECALLINFO* info) {
+    const DWORD total = info->dwTotalSize;
+    const DWORD used = info->dwUsedSize;
+    memset(info, 0, used);
+    info->dwTotalSize = total;
+    info->dwUsedSize = used;
+
+    const Parties parties = read_call(pLine, info);
+    info->dwNeededSize = used + parties.called.size() + parties.caller.size() + parties.caller_name.size();
+    info->dwCalledIDFlags = LINECALLPARTYID_UNAVAIL;
+    info->dwCallerIDFlags = LINECALLPARTYID_UNAVAIL;
+    if (info->dwTotalSize >= info->dwNeededSize) append_parties(info, parties);
+
+    info->dwBearerMode = LINEBEARERMODE_VOICE;
+    info->dwCallStates = CALL_STATES;
+    info->dwOrigin = LINECALLORIGIN_OUTBOUND;  // incoming calls too
+    info->dwReason = LINECALLREASON_DIRECT;
+    info->dwConnectedIDFlags = LINECALLPARTYID_UNAVAIL;
+    info->dwRedirectionIDFlags = LINECALLPARTYID_UNAVAIL;
+    info->dwRedirectingIDFlags = LINECALLPARTYID_UNAVAIL;
+}
+
+// ---- the record in the trace --------------------------------------------------------------------------------------
+
+#define CALL_IDENTITY "hdCall(0x%p), hdLine(0x%p), htLine(0x%p), dwDeviceID(0x%x), htCall(0x%p): "
+#define TRACE_CALL(line, format, ...)                                                                           \
+    TRACE(TRACE_INFO, CALL_IDENTITY format, (line), (line), (line)->htLine, (line)->dwDeviceID, (line)->htCall, \
+          __VA_ARGS__)
+
+struct DumpedField {
+    const char* format;
+    DWORD LINECALLINFO::*field;
+};
+constexpr DumpedField SIZES[] = {
+    {"dwTotalSize(0x%x)", &LINECALLINFO::dwTotalSize},
+    {"dwUsedSize(0x%x)", &LINECALLINFO::dwUsedSize},
+    {"dwNeededSize(0x%x)", &LINECALLINFO::dwNeededSize},
+};
+constexpr DumpedField FIXED_FIELDS[] = {
+    {"dwBearerMode(0x%x)", &LINECALLINFO::dwBearerMode},
+    {"dwMediaMode(0x%x)", &LINECALLINFO::dwMediaMode},
+    {"dwRate(0x%x)", &LINECALLINFO::dwRate},
+    {"dwCallStates(0x%x)", &LINECALLINFO::dwCallStates},
+    {"dwOrigin(0x%x)", &LINECALLINFO::dwOrigin},
+    {"dwReason(0x%x)", &LINECALLINFO::dwReason},
+    {"dwConnectedIDFlags(0x%x)", &LINECALLINFO::dwConnectedIDFlags},
+    {"dwRedirectionIDFlags(0x%x)", &LINECALLINFO::dwRedirectionIDFlags},
+    {"dwRedirectingIDFlags(0x%x)", &LINECALLINFO::dwRedirectingIDFlags},
+};
+
+void dump_field(const LineRec* pLine, const LINECALLINFO* info, const DumpedField& dumped) {
+    char text[64] = {};
+    _snprintf(text, sizeof text - 1, dumped.format, static_cast<unsigned>(info->*dumped.field));
+    TRACE_CALL(pLine, "%s", text);
+}
+
+// The offset's format has its "0x" behind the number; readers of the log know it so.
+void dump_text(const LineRec* pLine, const LINECALLINFO* info, const char* name, DWORD size, DWORD offset) {
+    TRACE_CALL(pLine, "%sSize(0x%x), %sOffset(%x0x)", name, size, name, offset);
+    if (size == 0) return;
+    TRACE_CALL(pLine, "%S", reinterpret_cast<const wchar_t*>(reinterpret_cast<const uint8_t*>(info) + offset));
+}
+
+void dump_parties(const LineRec* pLine, const LINECALLINFO* info) {
+    TRACE_CALL(pLine, "dwCalledIDFlags(0x%x)", info->dwCalledIDFlags);
+    if (info->dwCalledIDFlags & LINECALLPARTYID_ADDRESS)
+        dump_text(pLine, info, "dwCalledID", info->dwCalledIDSize, info->dwCalledIDOffset);
+    TRACE_CALL(pLine, "dwCallerIDFlags(0x%x)", info->dwCallerIDFlags);
+    if (info->dwCallerIDFlags & LINECALLPARTYID_ADDRESS)
+        dump_text(pLine, info, "dwCallerID", info->dwCallerIDSize, info->dwCallerIDOffset);
+    if (info->dwCallerIDFlags & LINECALLPARTYID_NAME)
+        dump_text(pLine, info, "dwCallerIDName", info->dwCallerIDNameSize, info->dwCallerIDNameOffset);
+}
+
+// Writes the record that goes back to TAPI into the trace.
+void DumpCallInfo(const LineRec* pLine, const LINECALLINFO* info) {
+    constexpr char name[] = "DumpCallInfo";
+    if (!pLine) {
+        TRACE_NULL_LINE(name);
+        return;
+    }
+    TRACE_ENTER(pLine, name);
+    TRACE(TRACE_FUNCTION_ENTER, "%s: hdCall(0x%p), hdLine(0x%p), htLine(0x%p), dwDeviceID(0x%x), htCall(0x%p)", name,
+          pLine, pLine, pLine->htLine, pLine->dwDeviceID, pLine->htCall);
+    for (const DumpedField& dumped : SIZES) dump_field(pLine, info, dumped);
+    dump_parties(pLine, info);
+    for (const DumpedField& dumped : FIXED_FIELDS) dump_field(pLine, info, dumped);
+    TRACE_EXIT(pLine, name);
+}
+
+}  // namespace
+
+extern "C" LONG WINAPI TSPI_lineGetAddressStatus(HDRVLINE hdLine, DWORD, LPLINEADDRESSSTATUS lpAddressStatus) {
+    LineRec* pLine = line_of(hdLine);
+    return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
+        if (!IsValidLine(pLine)) {
+            TRACE(TRACE_INFO, "TSPI_lineGetAddressStatus - Invalid Line Handle");
+            return LINEERR_INVALLINEHANDLE;
+        }
+        lpAddressStatus->dwNeededSize = LINEADDRESSSTATUS_SIZE;
+        lpAddressStatus->dwUsedSize = LINEADDRESSSTATUS_SIZE;
+        lpAddressStatus->dwNumActiveCalls = active_calls(pLine);
+        lpAddressStatus->dwAddressFeatures = LINEADDRFEATURE_MAKECALL;
+        return 0;
+    });
+}
+
+extern "C" LONG WINAPI TSPI_lineGetLineDevStatus(HDRVLINE hdLine, LPLINEDEVSTATUS lpLineDevStatus) {
+    LineRec* pLine = line_of(hdLine);
+    if (!pLine) return null_line_query(__func__);
+    return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
+        lpLineDevStatus->dwNeededSize = LINEDEVSTATUS_SIZE;
+        lpLineDevStatus->dwUsedSize = LINEDEVSTATUS_SIZE;
+        lpLineDevStatus->dwNumActiveCalls = active_calls(pLine);
+        lpLineDevStatus->dwDevStatusFlags = LINEDEVSTATUSFLAGS_CONNECTED | LINEDEVSTATUSFLAGS_INSERVICE;
+        return 0;
+    });
+}
+
+// Every call is on the line's one address.
+extern "C" LONG WINAPI TSPI_lineGetCallAddressID(HDRVCALL hdCall, LPDWORD lpdwAddressID) {
+    return line_entry(__func__, line_of(hdCall), [&](LineEntry&) -> LONG {
+        *lpdwAddressID = 0;
+        return 0;
+    });
+}
+
+extern "C" LONG WINAPI TSPI_lineGetCallStatus(HDRVCALL hdCall, LPLINECALLSTATUS lpCallStatus) {
+    LineRec* pLine = line_of(hdCall);
+    return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
+        if (!IsValidLine(pLine)) {
+            TRACE(TRACE_INFO, "TSPI_lineGetCallStatus - Invalid CallHandle");
+            return LINEERR_INVALCALLHANDLE;
+        }
+        lpCallStatus->dwUsedSize = LINECALLSTATUS_SIZE;
+        lpCallStatus->dwNeededSize = LINECALLSTATUS_SIZE;
+        // Read before the lock is taken: state and features may come from two sides of a change.
+        lpCallStatus->dwCallState = pLine->dwCallState;
+        const LineLock lock(pLine);
+        if (pLine->dwCallState == LINECALLSTATE_IDLE) return 0;
+        lpCallStatus->dwCallStateMode = pLine->dwCallStateMode;
+        lpCallStatus->dwCallFeatures = call_features(pLine);
+        return 0;
+    });
+}
+
+extern "C" LONG WINAPI TSPI_lineGetCallInfo(HDRVCALL hdCall, LPLINECALLINFO lpCallInfo) {
+    LineRec* pLine = line_of(hdCall);
+    return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
+        LONG result = 0;
+        if (IsValidLine(pLine)) {
+            fill_call_info(pLine, lpCallInfo);
+        } else {
+            TRACE(TRACE_ERROR, "TSPI_lineGetCallInfo - Invalid Call Handle");
+            result = LINEERR_INVALCALLHANDLE;
+        }
+        DumpCallInfo(pLine, lpCallInfo);
+        return result;
+    });
+}
