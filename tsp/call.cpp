@@ -56,7 +56,6 @@ LineIdentity clear_call(DropCall& drop) {
 
 // After an exception nobody may be left waiting for the drop or for its request.
 LineIdentity give_up_drop(const DropCall& drop) {
-    TRACE(TRACE_PANIC, "%s: Exception", DROP_THREAD);
     LineLock lock(drop.pLine);
     if (drop.dwRequestID != 0) {
         globals.glpfnCompletionProc(drop.dwRequestID, LINEERR_OPERATIONFAILED);
@@ -68,11 +67,9 @@ LineIdentity give_up_drop(const DropCall& drop) {
 }
 
 LineIdentity clear_call_or_give_up(DropCall& drop) {
-    try {
-        return clear_call(drop);
-    } catch (...) {
-        return give_up_drop(drop);
-    }
+    LineIdentity identity;
+    const bool cleared = completes_or_traces(DROP_THREAD, [&] { identity = clear_call(drop); });
+    return cleared ? identity : give_up_drop(drop);
 }
 
 // Ends the call of a line whose worker is busy: makes the worker let go of the driver, waits for it, clears the call.
@@ -177,6 +174,10 @@ extern "C" LONG WINAPI TSPI_lineAccept(DRV_REQUESTID dwRequestID, HDRVCALL hdCal
 extern "C" LONG WINAPI TSPI_lineAnswer(DRV_REQUESTID dwRequestID, HDRVCALL hdCall, LPCSTR, DWORD) {
     LineRec* pLine = line_of(hdCall);
     const auto answer = [&]() -> LONG {
+        if (!IsValidLine(pLine)) {
+            TRACE(TRACE_ERROR, "TSPI_lineAnswer - Invalid call handle.");
+            return LINEERR_INVALCALLHANDLE;
+        }
         const LineLock lock(pLine);
         if (!pLine->htCall) return LINEERR_INVALCALLSTATE;
         if (pLine->eLineState != LINE_RINGING && pLine->eLineState != LINE_ACCEPTED) return LINEERR_INUSE;
@@ -189,16 +190,9 @@ extern "C" LONG WINAPI TSPI_lineAnswer(DRV_REQUESTID dwRequestID, HDRVCALL hdCal
         return static_cast<LONG>(dwRequestID);
     };
     return async_line_entry(__func__, pLine, dwRequestID, [&](LineEntry&) -> LONG {
-        try {
-            if (!IsValidLine(pLine)) {
-                TRACE(TRACE_ERROR, "TSPI_lineAnswer - Invalid call handle.");
-                return LINEERR_INVALCALLHANDLE;
-            }
-            return answer();
-        } catch (...) {
-            TRACE(TRACE_INFO, "TSPI_lineAnswer - Catch Error");
-            return LINEERR_OPERATIONFAILED;
-        }
+        LONG result = LINEERR_OPERATIONFAILED;
+        if (!completes([&] { result = answer(); })) TRACE(TRACE_INFO, "TSPI_lineAnswer - Catch Error");
+        return result;
     });
 }
 

@@ -185,10 +185,9 @@ extern "C" LONG WINAPI TSPI_lineGetDevCaps(DWORD dwDeviceID, DWORD dwTSPIVersion
             trace_invalid_device(name, dwDeviceID);
         }
         clear_caps(lpLineDevCaps);
-        try {
-            fill_texts(lpLineDevCaps, index);
+        if (completes([&] { fill_texts(lpLineDevCaps, index); })) {
             fill_fixed_caps(lpLineDevCaps, index);
-        } catch (...) {
+        } else {
             result = LINEERR_OPERATIONFAILED;
             TRACE(TRACE_INFO, "TSPI_lineGetDevCaps - Catch Error");
         }

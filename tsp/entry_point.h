@@ -2,21 +2,23 @@
 #pragma once
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "provider.h"
 
 constexpr DWORD LAST_ERROR_EXCEPTION = ERROR_EXCEPTION_IN_SERVICE;
 static_assert(LAST_ERROR_EXCEPTION == 1064, "TAPI's clients look for this number");
 
-// Runs the body; an exception is traced and becomes LINEERR_OPERATIONFAILED with the thread's last error set.
+// What every exported function makes of an exception or a fault inside it.
+inline LONG exception_result(const char* name) {
+    TRACE(TRACE_PANIC, "%s: Exception", name);
+    SetLastError(LAST_ERROR_EXCEPTION);
+    return LINEERR_OPERATIONFAILED;
+}
+
 template <class Body>
 LONG catch_all(const char* name, Body body) {
-    try {
-        return body();
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", name);
-        SetLastError(LAST_ERROR_EXCEPTION);
-        return LINEERR_OPERATIONFAILED;
-    }
+    LONG result = 0;
+    return completes([&] { result = body(); }) ? result : exception_result(name);
 }
 
 // What a TSPI_line* body may change about its exit trace: `line` set to null when the record is gone or not to be

@@ -1,6 +1,7 @@
 // The provider's only path for telling TAPI that something happened on a line. TAPI's event procedure is called from
 // here and nowhere else, fax notifications apart.
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "provider.h"
 
 namespace {
@@ -8,11 +9,7 @@ namespace {
 // TAPI's procedure may throw; nobody below it can do anything about that.
 void call_event_procedure(const char* name, LineRec* pLine, HTAPICALL htCall, DWORD message, DWORD_PTR param1,
                           DWORD_PTR param2, DWORD_PTR param3) {
-    try {
-        pLine->lpfnEventProc(pLine->htLine, htCall, message, param1, param2, param3);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", name);
-    }
+    completes_or_traces(name, [&] { pLine->lpfnEventProc(pLine->htLine, htCall, message, param1, param2, param3); });
 }
 
 }  // namespace

@@ -12,21 +12,11 @@
 
 namespace {
 
-// What TSPI_lineOpen has built so far; whatever is still in it at its end is undone, newest first.
-class OpeningLine {
-  public:
-    OpeningLine() = default;
-    OpeningLine(const OpeningLine&) = delete;
-    OpeningLine& operator=(const OpeningLine&) = delete;
-    ~OpeningLine() {
-        try {
-            close_handles();
-            record.reset();
-            detach();
-        } catch (...) {
-            TRACE(TRACE_PANIC, "%s: Exception 2", "TSPI_lineOpen");
-        }
-    }
+// What TSPI_lineOpen has built so far. undo() takes back whatever is still in it, newest first; what is taken back once
+// is not taken back again.
+struct OpeningLine {
+    DornLine* channel = nullptr;
+    std::unique_ptr<LineRec> record;
 
     void detach() {
         DornLine* attached = channel;
@@ -34,14 +24,20 @@ class OpeningLine {
         if (attached) detach_channel(attached);
     }
 
+    void undo() {
+        const bool undone = completes([this] {
+            close_handles();
+            record.reset();
+            detach();
+        });
+        if (!undone) TRACE(TRACE_PANIC, "%s: Exception 2", "TSPI_lineOpen");
+    }
+
     // The line is open and lives on its own.
     LineRec* release() {
         channel = nullptr;
         return record.release();
     }
-
-    DornLine* channel = nullptr;
-    std::unique_ptr<LineRec> record;
 
   private:
     void close_handles() {
@@ -189,6 +185,7 @@ void free_line(LineRec* pLine) {
 extern "C" LONG WINAPI TSPI_lineOpen(DWORD dwDeviceID, HTAPILINE htLine, LPHDRVLINE lphdLine, DWORD dwTSPIVersion,
                                      LINEEVENT lpfnEventProc) {
     constexpr char name[] = "TSPI_lineOpen";
+    OpeningLine opening;
     const auto open = [&](LineEntry& entry) -> LONG {
         // An invalid device does not end the open; its result is kept, so that even a success returns it.
         LONG result = 0;
@@ -205,7 +202,6 @@ extern "C" LONG WINAPI TSPI_lineOpen(DWORD dwDeviceID, HTAPILINE htLine, LPHDRVL
             TRACE(TRACE_INFO, "Open err, channel marked bad, val= %d", channel);
             return LINEERR_RESOURCEUNAVAIL;
         }
-        OpeningLine opening;
         if (!attach_channel(opening, channel)) return LINEERR_RESOURCEUNAVAIL;
         opening.record.reset(new (std::nothrow) LineRec{});
         if (!opening.record) {
@@ -228,12 +224,17 @@ extern "C" LONG WINAPI TSPI_lineOpen(DWORD dwDeviceID, HTAPILINE htLine, LPHDRVL
         _beginthread(ring_det_thread, THREAD_STACK_SIZE, pLine);
         return result;
     };
-    return catch_all(name, [&] {
+    LONG result = 0;
+    const bool done = completes([&] {
         LineEntry entry{name, nullptr};
         TRACE(TRACE_LINE_ENTER, "dwDeviceID(%d): %s(TSPIVersion(0x%x))", dwDeviceID, name, dwTSPIVersion);
-        const LONG result = open(entry);
-        return trace_line_exit(entry, result, 0);
+        result = open(entry);
+        opening.undo();
+        trace_line_exit(entry, result, 0);
     });
+    if (done) return result;
+    opening.undo();
+    return exception_result(name);
 }
 
 extern "C" LONG WINAPI TSPI_lineClose(HDRVLINE hdLine) {

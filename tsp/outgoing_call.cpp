@@ -201,20 +201,9 @@ LONG place_call(const OutCall& call) {
 }
 
 LONG place_call_guarded(const OutCall& call) {
-    try {
-        return place_call(call);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", OUT_THREAD);
-        return LINEERR_OPERATIONFAILED;
-    }
-}
-
-void reset_guarded(LineRec* pLine) {
-    try {
-        LumLineResetReg(pLine);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", OUT_THREAD);
-    }
+    LONG result = LINEERR_OPERATIONFAILED;
+    completes_or_traces(OUT_THREAD, [&] { result = place_call(call); });
+    return result;
 }
 
 // Gives the worker's claim to the line up; the record may be gone right after. ring_det_thread stays parked until
@@ -222,7 +211,7 @@ void reset_guarded(LineRec* pLine) {
 LineIdentity finish_call(LineRec* pLine, LONG result) {
     const LineLock lock(pLine);
     if (result != 0) {
-        reset_guarded(pLine);
+        completes_or_traces(OUT_THREAD, [&] { LumLineResetReg(pLine); });
         pLine->eLineState = LINE_IDLE;
         SetCallState(pLine, LINECALLSTATE_IDLE, 0);
     }

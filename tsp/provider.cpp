@@ -191,7 +191,7 @@ LONG reset_channels() {
 
 // A negative result of the loader's questions would do harm; 0x80000048 is taken as success like TRUE.
 extern "C" BOOL WINAPI DllMain(HINSTANCE hinstDLL, DWORD reason, LPVOID) {
-    try {
+    const bool done = completes([&] {
         switch (reason) {
             case DLL_PROCESS_ATTACH:
                 globals.ghInstance = hinstDLL;
@@ -204,11 +204,10 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE hinstDLL, DWORD reason, LPVOID) {
                 debug_print("TSP:DLL_OTHER\n");
                 break;
         }
-    } catch (...) {
-        debug_print("TSP:DLLMain catch\n");
-        return static_cast<BOOL>(LINEERR_OPERATIONFAILED);
-    }
-    return TRUE;
+    });
+    if (done) return TRUE;
+    debug_print("TSP:DLLMain catch\n");
+    return static_cast<BOOL>(LINEERR_OPERATIONFAILED);
 }
 
 extern "C" LONG WINAPI TSPI_providerEnumDevices(DWORD dwPermanentProviderID, LPDWORD lpdwNumLines, LPDWORD, HPROVIDER,
@@ -260,13 +259,8 @@ extern "C" LONG WINAPI TSPI_providerInit(DWORD dwTSPIVersion, DWORD dwPermanentP
               "dwNumLines(%d), dwNumPhones(%d), lpfnCompletionProc(%p), lpdwTSPIOptions(%p)",
               name, dwTSPIVersion, dwPermanentProviderID, dwLineDeviceIDBase, dwPhoneDeviceIDBase,
               static_cast<int>(dwNumLines), static_cast<int>(dwNumPhones), lpfnCompletionProc, lpdwTSPIOptions);
-        LONG result;
-        try {
-            result = start();
-        } catch (...) {
-            TRACE(TRACE_INFO, "TSPI_providerInit - Catch Error");
-            result = LINEERR_OPERATIONFAILED;
-        }
+        LONG result = LINEERR_OPERATIONFAILED;
+        if (!completes([&] { result = start(); })) TRACE(TRACE_INFO, "TSPI_providerInit - Catch Error");
         trace_provider_exit(name, result);
         // On success the library stays in use until TSPI_providerShutdown.
         if (result != 0) library_use_end();

@@ -151,19 +151,18 @@ class LineLock {
   public:
     explicit LineLock(LineRec* pLine) : pLine(pLine) { lock(); }
     ~LineLock() {
-        if (held) unlock_line(pLine);
+        if (held) unlock();
     }
     LineLock(const LineLock&) = delete;
     LineLock& operator=(const LineLock&) = delete;
 
-    void lock() {
-        lock_line(pLine);
-        held = true;
-    }
-    void unlock() {
-        held = false;
-        unlock_line(pLine);
-    }
+    void lock();
+    void unlock();
+
+    // How many locks this thread holds through LineLock; release_since gives back those taken since the count was read.
+    // For the fault guard: a hardware fault runs no destructor.
+    static size_t held_by_this_thread();
+    static void release_since(size_t count);
 
   private:
     LineRec* pLine;

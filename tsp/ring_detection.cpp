@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "provider.h"
 #include "reset/LumLineResetReg.h"
 
@@ -256,7 +257,6 @@ bool wait_for_call(RingDetection& detection) {
 
 // The thread goes on after an exception, since TSPI_lineClose waits for nobody else.
 bool recover(LineRec* pLine) {
-    TRACE(TRACE_PANIC, "%s: Exception", NAME);
     {
         LineLock lock(pLine);
         if (must_exit(pLine, lock)) return false;
@@ -266,11 +266,8 @@ bool recover(LineRec* pLine) {
 }
 
 bool wait_for_call_or_recover(RingDetection& detection) {
-    try {
-        return wait_for_call(detection);
-    } catch (...) {
-        return recover(detection.pLine);
-    }
+    bool go_on = true;
+    return completes_or_traces(NAME, [&] { go_on = wait_for_call(detection); }) ? go_on : recover(detection.pLine);
 }
 
 }  // namespace

@@ -18,7 +18,37 @@ constexpr NamedWaitResult WAIT_RESULTS[] = {
     {WAIT_TIMEOUT, L"WAIT_TIMEOUT"},
 };
 
+// What a thread holds through LineLock, oldest first. No code holds two lines, but it may hold one several times over;
+// what does not fit is not given back after a fault.
+constexpr size_t MAX_HELD_LOCKS = 16;
+thread_local LineRec* held_lines[MAX_HELD_LOCKS];
+thread_local size_t held_count = 0;
+
 }  // namespace
+
+void LineLock::lock() {
+    lock_line(pLine);
+    held = true;
+    if (held_count < MAX_HELD_LOCKS) held_lines[held_count] = pLine;
+    ++held_count;
+}
+
+void LineLock::unlock() {
+    held = false;
+    --held_count;
+    unlock_line(pLine);
+}
+
+size_t LineLock::held_by_this_thread() {
+    return held_count;
+}
+
+void LineLock::release_since(size_t count) {
+    while (held_count > count) {
+        --held_count;
+        if (held_count < MAX_HELD_LOCKS) unlock_line(held_lines[held_count]);
+    }
+}
 
 const wchar_t* wait_result_name(DWORD result) {
     for (const NamedWaitResult& named : WAIT_RESULTS)

@@ -13,6 +13,7 @@
 
 #include "calddlld.h"
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "provider.h"
 #include "qorvlog.h"
 
@@ -122,7 +123,7 @@ void format_line(char (&line)[LINE_LENGTH + 1], const char* format, va_list argu
 void trace(const char* source_file, uint32_t source_line, int32_t level, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    try {
+    const bool done = completes([&] {
         if (level != TRACE_PANIC) {
             if (!trace_setup()) return;
             if (QorvLogIsInterested(trace_client, level) == 0) return;
@@ -132,9 +133,8 @@ void trace(const char* source_file, uint32_t source_line, int32_t level, const c
         if (level == TRACE_PANIC) append_to_panic_file(source_file, source_line, line);
         if (QorvLogIsInterested(trace_client, level) != 0)
             QorvLogLogMsg(trace_client, level, line, source_file, source_line);
-    } catch (...) {
-        OutputDebugStringW(L"!!!!Exception in logging TSP");
-    }
+    });
+    if (!done) OutputDebugStringW(L"!!!!Exception in logging TSP");
     va_end(arguments);
 }
 

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "fax/qorv_fax.h"
 
 namespace {
@@ -129,10 +130,6 @@ void handle_report(DornLine* boardLine, DornReport* packet) {
 
 void InterruptFromLUM(DornLine* boardLine, DornReport* packet, uint32_t) {
     TRACE(TRACE_FUNCTION_ENTER, NAME);
-    try {
-        handle_report(boardLine, packet);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-    }
+    completes_or_traces(NAME, [&] { handle_report(boardLine, packet); });
     TRACE(TRACE_FUNCTION_EXIT, NAME);
 }

@@ -180,10 +180,8 @@ void Send_CallDevSpecific(LineRec* pLine, uint32_t dwParam1, uint32_t dwParam2, 
     }
     TRACE_ENTER(pLine, name);
     TRACE(TRACE_INFO, "Send_CallDevSpecific %X,%X,%X", dwParam1, dwParam2, dwParam3);
-    try {
+    completes_or_traces(name, [&] {
         pLine->lpfnEventProc(pLine->htLine, pLine->htCall, LINE_CALLDEVSPECIFIC, dwParam1, dwParam2, dwParam3);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", name);
-    }
+    });
     TRACE_EXIT(pLine, name);
 }

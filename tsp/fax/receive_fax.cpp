@@ -5,6 +5,7 @@
 #include <cwchar>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "fax/qorv_fax.h"
 
 namespace {
@@ -167,12 +168,9 @@ Reception receive(const FaxThreadArgs& args) {
 
 // The fax service waits for the end of the job: an exception is one, too.
 Reception receive_guarded(const FaxThreadArgs& args) {
-    try {
-        return receive(args);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-        return {{KX_STATUS_ERROR, APIERR_UNCLASSIFIED}, true};
-    }
+    Reception reception{{KX_STATUS_ERROR, APIERR_UNCLASSIFIED}, true};
+    completes_or_traces(NAME, [&] { reception = receive(args); });
+    return reception;
 }
 
 void report_end(LineRec* pLine, const Reception& reception) {
@@ -188,14 +186,6 @@ void report_end(LineRec* pLine, const Reception& reception) {
     publish_result(pLine, result);
     // Reception goes by its flag, transmission by the result: a begin that fails with status 0 ends as UNKNOWN here.
     report_disconnected(pLine, reception.failed ? LINEDISCONNECTMODE_UNKNOWN : LINEDISCONNECTMODE_NORMAL);
-}
-
-void report_end_guarded(LineRec* pLine, const Reception& reception) {
-    try {
-        report_end(pLine, reception);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-    }
 }
 
 }  // namespace
@@ -214,7 +204,7 @@ void __cdecl Thread_Receive_Fax(void* arg) {
     TRACE_ENTER(pLine, NAME);
     const Reception reception = receive_guarded(*args);
     GlobalFree(args);
-    report_end_guarded(pLine, reception);
+    completes_or_traces(NAME, [&] { report_end(pLine, reception); });
     const LineIdentity identity = end_fax_job(pLine);
     TRACE_EXIT(identity, NAME);
 }

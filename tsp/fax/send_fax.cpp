@@ -1,6 +1,7 @@
 // One fax transmission on a connected call: the board runs T.30, the provider sequences it, keeps the line's status and
 // reports the end to the fax service, to the shared segment and to TAPI, in this order.
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "fax/page_header.h"
 #include "fax/qorv_fax.h"
 
@@ -99,12 +100,9 @@ KXResult transmit(const FaxThreadArgs& args) {
 
 // The fax service waits for the end of the job: an exception is one, too.
 KXResult transmit_guarded(const FaxThreadArgs& args) {
-    try {
-        return transmit(args);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-        return {KX_STATUS_ERROR, APIERR_UNCLASSIFIED};
-    }
+    KXResult result{KX_STATUS_ERROR, APIERR_UNCLASSIFIED};
+    completes_or_traces(NAME, [&] { result = transmit(args); });
+    return result;
 }
 
 void report_end(LineRec* pLine, const KXResult& result) {
@@ -119,14 +117,6 @@ void report_end(LineRec* pLine, const KXResult& result) {
         pLine->dwDeviceID, result.status, result.status, result.line_status, result.line_status);
     publish_result(pLine, result);
     report_disconnected(pLine, failed ? LINEDISCONNECTMODE_UNKNOWN : LINEDISCONNECTMODE_NORMAL);
-}
-
-void report_end_guarded(LineRec* pLine, const KXResult& result) {
-    try {
-        report_end(pLine, result);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-    }
 }
 
 }  // namespace
@@ -145,7 +135,7 @@ void __cdecl Thread_Send_Fax(void* arg) {
     TRACE_ENTER(pLine, NAME);
     const KXResult result = transmit_guarded(*args);
     GlobalFree(args);
-    report_end_guarded(pLine, result);
+    completes_or_traces(NAME, [&] { report_end(pLine, result); });
     const LineIdentity identity = end_fax_job(pLine);
     TRACE_EXIT(identity, NAME);
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "reset/LumLineResetReg.h"
 
 namespace {
@@ -44,17 +45,9 @@ void report_reset_done() {
 void __cdecl ResetChannelThread(void* args) {
     const ResetThreadArgs reset = *std::unique_ptr<ResetThreadArgs>(static_cast<ResetThreadArgs*>(args));
     TRACE(TRACE_FUNCTION_ENTER, NAME);
-    try {
-        reset_and_rate(reset.hChannel, reset.dwLineIndex);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-        if (line_channel(reset.dwLineIndex) >= 0) mark_channel_bad(reset.dwLineIndex);
-    }
-    try {
-        detach_channel(reset.hChannel);
-    } catch (...) {
-        TRACE(TRACE_PANIC, "%s: Exception", NAME);
-    }
+    const bool done = completes_or_traces(NAME, [&] { reset_and_rate(reset.hChannel, reset.dwLineIndex); });
+    if (!done && line_channel(reset.dwLineIndex) >= 0) mark_channel_bad(reset.dwLineIndex);
+    completes_or_traces(NAME, [&] { detach_channel(reset.hChannel); });
     TRACE(TRACE_FUNCTION_EXIT, NAME);
     report_reset_done();
 }
