@@ -1,0 +1,358 @@
+#include "config.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <set>
+
+#include "config_values.h"
+
+namespace softboard {
+
+constexpr uint32_t DEFAULT_CHANNELS = 4;
+constexpr uint32_t DEFAULT_FIRST_NUMBER = 100;
+
+// ---- keys of each kind of section ---------------------------------------------------------------------------------
+
+template <class Record>
+struct Key {
+    const char* name;
+    bool (*set)(Record& record, const std::string& value);
+};
+
+static bool set_text(std::string& field, const std::string& value) {
+    field = value;
+    return true;
+}
+
+static bool set_phone(std::string& field, const std::string& value) {
+    if (dialled_digits(value).empty()) return false;
+    field = dialled_digits(value);
+    return true;
+}
+
+constexpr Key<BoardConfig> BOARD_KEYS[] = {
+    {"pace", [](BoardConfig& board, const std::string& value) { return parse_pace(value, board.pace); }},
+    {"ring_interval_ms",
+     [](BoardConfig& board, const std::string& value) {
+         return parse_number(value, board.ring_interval_ms) && board.ring_interval_ms > 0;
+     }},
+    {"no_answer_ms",
+     [](BoardConfig& board, const std::string& value) { return parse_number(value, board.no_answer_ms); }},
+    {"hold_ms", [](BoardConfig& board, const std::string& value) { return parse_number(value, board.hold_ms); }},
+    {"pkt_version_exp",
+     [](BoardConfig& board, const std::string& value) { return parse_number(value, board.pkt_version_exp); }},
+};
+
+constexpr Key<FaxConfig> FAX_KEYS[] = {
+    {"ecm", [](FaxConfig& fax, const std::string& value) { return parse_yes_no(value, fax.ecm); }},
+    {"max_rate", [](FaxConfig& fax, const std::string& value) { return parse_rate(value, fax.max_rate); }},
+    {"sub_address", [](FaxConfig& fax, const std::string& value) { return set_text(fax.sub_address, value); }},
+};
+
+// Of [channel.N]; in [module.N] they are the defaults of the module's channels.
+constexpr Key<ChannelConfig> CHANNEL_KEYS[] = {
+    {"name", [](ChannelConfig& channel, const std::string& value) { return set_text(channel.name, value); }},
+    {"information",
+     [](ChannelConfig& channel, const std::string& value) { return set_text(channel.information, value); }},
+    {"second_called",
+     [](ChannelConfig& channel, const std::string& value) { return set_text(channel.second_called, value); }},
+    {"missing_capabilities",
+     [](ChannelConfig& channel, const std::string& value) { return parse_numbers(value, channel.missing); }},
+    {"dial_tone",
+     [](ChannelConfig& channel, const std::string& value) { return parse_yes_no(value, channel.dial_tone); }},
+    {"protocol",
+     [](ChannelConfig& channel, const std::string& value) { return parse_number(value, channel.protocol); }},
+};
+
+constexpr Key<ChannelConfig> CHANNEL_ONLY_KEYS[] = {
+    {"number", [](ChannelConfig& channel, const std::string& value) { return set_phone(channel.phone, value); }},
+    {"unit", [](ChannelConfig& channel,
+                const std::string& value) { return parse_number_up_to(value, MAX_CHANNELS - 1, channel.unit); }},
+};
+
+struct ModulePlan {
+    ModuleConfig module;
+    uint32_t first_unit = 0;
+    uint32_t first_number = 0;
+};
+
+constexpr Key<ModulePlan> MODULE_KEYS[] = {
+    {"first_channel",
+     [](ModulePlan& plan, const std::string& value) { return parse_number(value, plan.module.first_channel); }},
+    {"channels",
+     [](ModulePlan& plan, const std::string& value) {
+         return parse_number_up_to(value, MAX_CHANNELS, plan.module.channel_count);
+     }},
+    {"first_unit",
+     [](ModulePlan& plan, const std::string& value) {
+         return parse_number_up_to(value, MAX_CHANNELS - 1, plan.first_unit);
+     }},
+    {"first_number", [](ModulePlan& plan, const std::string& value) { return parse_number(value, plan.first_number); }},
+};
+
+constexpr Key<StationConfig> STATION_KEYS[] = {
+    {"number", [](StationConfig& station, const std::string& value) { return set_phone(station.number, value); }},
+    {"name", [](StationConfig& station, const std::string& value) { return set_text(station.name, value); }},
+    {"ident", [](StationConfig& station, const std::string& value) { return set_text(station.ident, value); }},
+    {"information",
+     [](StationConfig& station, const std::string& value) { return set_text(station.information, value); }},
+    {"folder", [](StationConfig& station, const std::string& value) { return set_text(station.folder, value); }},
+    {"busy", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.busy); }},
+    {"answers", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.answers); }},
+    {"silent", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.silent); }},
+    {"trains", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.trains); }},
+    {"hangup_page",
+     [](StationConfig& station, const std::string& value) { return parse_number(value, station.hangup_page); }},
+    {"calls", [](StationConfig& station, const std::string& value) { return set_phone(station.calls, value); }},
+    {"file", [](StationConfig& station, const std::string& value) { return set_text(station.file, value); }},
+    {"header", [](StationConfig& station, const std::string& value) { return set_text(station.header, value); }},
+    {"after_ms",
+     [](StationConfig& station, const std::string& value) { return parse_number(value, station.after_ms); }},
+    {"times", [](StationConfig& station, const std::string& value) { return parse_number(value, station.times); }},
+};
+
+constexpr Key<LogConfig> LOG_KEYS[] = {
+    {"file", [](LogConfig& log, const std::string& value) { return set_text(log.file, value); }},
+    {"max_bytes", [](LogConfig& log, const std::string& value) { return parse_number(value, log.max_bytes); }},
+    {"keep", [](LogConfig& log, const std::string& value) { return parse_number_up_to(value, 99, log.keep); }},
+    {"debugger", [](LogConfig& log, const std::string& value) { return parse_yes_no(value, log.debugger); }},
+    {"on",
+     [](LogConfig& log, const std::string& value) {
+         log.on = parse_list(value);
+         return true;
+     }},
+    {"off",
+     [](LogConfig& log, const std::string& value) {
+         log.off = parse_list(value);
+         return true;
+     }},
+};
+
+// ---- reading sections with them -----------------------------------------------------------------------------------
+
+enum class Found { no, yes, wrong };
+
+template <class Record, size_t Count>
+static Found apply(const Key<Record> (&keys)[Count], Record& record, const IniEntry& entry) {
+    for (const Key<Record>& key : keys) {
+        if (entry.key != key.name) continue;
+        Record changed = record;
+        if (!key.set(changed, entry.value)) return Found::wrong;
+        record = changed;
+        return Found::yes;
+    }
+    return Found::no;
+}
+
+static void read_section(const IniSection& section, Mistakes& mistakes,
+                         const std::function<Found(const IniEntry&)>& read_entry) {
+    for (const IniEntry& entry : section.entries) {
+        const Found found = read_entry(entry);
+        if (found == Found::no) mistakes.push_back({entry.line, "unknown key \"" + entry.key + "\""});
+        if (found == Found::wrong) {
+            mistakes.push_back({entry.line, "\"" + entry.value + "\" is no value for " + entry.key});
+        }
+    }
+}
+
+static Found read_channel_entry(ChannelConfig& channel, const IniEntry& entry) {
+    const Found found = apply(CHANNEL_KEYS, channel, entry);
+    return found == Found::no ? apply(FAX_KEYS, channel.fax, entry) : found;
+}
+
+static void add_channels(BoardConfig& board, const ModulePlan& plan, const ChannelConfig& defaults) {
+    for (uint32_t i = 0; i < plan.module.channel_count; ++i) {
+        ChannelConfig channel = defaults;
+        channel.number = plan.module.first_channel + i;
+        channel.unit = plan.first_unit + i;
+        channel.phone = std::to_string(plan.first_number + i);
+        if (channel.name.empty()) channel.name = "Channel " + std::to_string(channel.number);
+        board.channels.push_back(channel);
+    }
+    board.modules.push_back(plan.module);
+}
+
+// The next module's channels, units and numbers follow the last one's unless it says otherwise.
+static ModulePlan next_module(const BoardConfig& board, uint32_t number) {
+    ModulePlan plan;
+    plan.module.number = number;
+    plan.module.channel_count = DEFAULT_CHANNELS;
+    if (!board.channels.empty()) {
+        plan.module.first_channel = board.channels.back().number + 1;
+        plan.first_unit = board.channels.back().unit + 1;
+    }
+    plan.first_number = DEFAULT_FIRST_NUMBER + plan.module.first_channel;
+    return plan;
+}
+
+static const char* module_fault(const BoardConfig& board, const ModulePlan& plan) {
+    if (plan.first_unit + plan.module.channel_count > MAX_CHANNELS) return "its unit numbers reach beyond 4047";
+    for (const ModuleConfig& module : board.modules) {
+        if (module.number == plan.module.number) return "this module is there already";
+        const bool apart = plan.module.first_channel >= module.first_channel + module.channel_count ||
+                           module.first_channel >= plan.module.first_channel + plan.module.channel_count;
+        if (!apart) return "its channels overlap those of another module";
+    }
+    return nullptr;
+}
+
+// "module.2" with prefix "module." is 2.
+static bool section_number(const IniSection& section, const std::string& prefix, uint32_t& number) {
+    return section.name.compare(0, prefix.size(), prefix) == 0 &&
+           parse_number(section.name.substr(prefix.size()), number);
+}
+
+static void read_module(const IniSection& section, uint32_t number, BoardConfig& board, Mistakes& mistakes) {
+    if (number < FIRST_MODULE || number > LAST_MODULE) {
+        mistakes.push_back({section.line, "module numbers are 2 to 254"});
+        return;
+    }
+    ModulePlan plan = next_module(board, number);
+    ChannelConfig defaults;
+    bool numbered = false;
+    read_section(section, mistakes, [&](const IniEntry& entry) {
+        numbered |= entry.key == "first_number";
+        const Found found = apply(MODULE_KEYS, plan, entry);
+        return found == Found::no ? read_channel_entry(defaults, entry) : found;
+    });
+    if (!numbered) plan.first_number = DEFAULT_FIRST_NUMBER + plan.module.first_channel;
+    if (const char* fault = module_fault(board, plan)) {
+        mistakes.push_back({section.line, fault});
+    } else {
+        add_channels(board, plan, defaults);
+    }
+}
+
+static void read_channel(const IniSection& section, uint32_t number, BoardConfig& board, Mistakes& mistakes) {
+    const auto channel = std::find_if(board.channels.begin(), board.channels.end(),
+                                      [=](const ChannelConfig& other) { return other.number == number; });
+    if (channel == board.channels.end()) {
+        mistakes.push_back({section.line, "no module has this channel"});
+        return;
+    }
+    read_section(section, mistakes, [&](const IniEntry& entry) {
+        const Found found = apply(CHANNEL_ONLY_KEYS, *channel, entry);
+        return found == Found::no ? read_channel_entry(*channel, entry) : found;
+    });
+}
+
+static void read_station(const IniSection& section, const std::string& name, BoardConfig& board, Mistakes& mistakes) {
+    StationConfig station;
+    station.section = name;
+    station.name = name;
+    read_section(section, mistakes, [&](const IniEntry& entry) {
+        const Found found = apply(STATION_KEYS, station, entry);
+        return found == Found::no ? apply(FAX_KEYS, station.fax, entry) : found;
+    });
+    if (!station.calls.empty() && station.file.empty()) {
+        mistakes.push_back({section.line, "a station that calls needs a file"});
+        station.calls.clear();
+    }
+    if (station.ident.empty()) station.ident = station.number;
+    board.stations.push_back(station);
+}
+
+static void read_other(const IniSection& section, BoardConfig& board, Mistakes& mistakes) {
+    const std::string station = "station.";
+    uint32_t number = 0;
+    if (section.name == "board") {
+        read_section(section, mistakes, [&](const IniEntry& entry) { return apply(BOARD_KEYS, board, entry); });
+    } else if (section.name == "log") {
+        read_section(section, mistakes, [&](const IniEntry& entry) { return apply(LOG_KEYS, board.log, entry); });
+    } else if (section_number(section, "channel.", number)) {
+        read_channel(section, number, board, mistakes);
+    } else if (section.name.compare(0, station.size(), station) == 0) {
+        read_station(section, section.name.substr(station.size()), board, mistakes);
+    } else if (!section_number(section, "module.", number)) {
+        mistakes.push_back({section.line, "unknown section \"" + section.name + "\""});
+    }
+}
+
+// ---- what must be unique ------------------------------------------------------------------------------------------
+
+static void check_channels(BoardConfig& board, std::set<std::string>& numbers, Mistakes& mistakes) {
+    std::set<uint32_t> units;
+    std::vector<ChannelConfig*> homeless;
+    for (ChannelConfig& channel : board.channels) {
+        if (!units.insert(channel.unit).second) homeless.push_back(&channel);
+        if (!numbers.insert(channel.phone).second) {
+            mistakes.push_back({0, "number " + channel.phone + " is given twice; only the first is rung"});
+            channel.phone.clear();
+        }
+    }
+    uint32_t free_unit = 0;
+    for (ChannelConfig* channel : homeless) {
+        while (!units.insert(free_unit).second) ++free_unit;
+        mistakes.push_back({0, "unit " + std::to_string(channel->unit) + " is given twice; channel " +
+                                   std::to_string(channel->number) + " gets unit " + std::to_string(free_unit)});
+        channel->unit = free_unit;
+    }
+}
+
+static void check_stations(BoardConfig& board, std::set<std::string>& numbers, Mistakes& mistakes) {
+    for (StationConfig& station : board.stations) {
+        if (station.number.empty() || numbers.insert(station.number).second) continue;
+        mistakes.push_back(
+            {0, "number " + station.number + " is given twice; station " + station.section + " cannot be called"});
+        station.number.clear();
+    }
+}
+
+// ---- the whole file -----------------------------------------------------------------------------------------------
+
+std::string config_path() {
+    char path[MAX_PATH];
+    const DWORD length = GetEnvironmentVariableA("QORV_SOFTBOARD", path, MAX_PATH);
+    if (length > 0 && length < MAX_PATH) return path;
+    HMODULE self = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<const char*>(&config_path), &self);
+    const DWORD size = GetModuleFileNameA(self, path, MAX_PATH);
+    if (size == 0 || size >= MAX_PATH) return {};
+    const std::string file(path);
+    const std::string beside = file.substr(0, file.find_last_of("\\/") + 1) + "softboard.ini";
+    return GetFileAttributesA(beside.c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : beside;
+}
+
+BoardConfig read_config(const std::string& path, Mistakes& mistakes) {
+    BoardConfig board;
+    std::vector<IniSection> sections;
+    if (!path.empty()) sections = read_ini(path, mistakes);
+    // Modules first, wherever they stand: the other sections refer to their channels.
+    for (const IniSection& section : sections) {
+        uint32_t number = 0;
+        if (section_number(section, "module.", number)) read_module(section, number, board, mistakes);
+    }
+    if (board.modules.empty()) add_channels(board, next_module(board, FIRST_MODULE), ChannelConfig());
+    for (const IniSection& section : sections) read_other(section, board, mistakes);
+
+    std::set<std::string> numbers;
+    check_channels(board, numbers, mistakes);
+    check_stations(board, numbers, mistakes);
+    std::sort(board.modules.begin(), board.modules.end(),
+              [](const ModuleConfig& a, const ModuleConfig& b) { return a.number < b.number; });
+    return board;
+}
+
+bool has_capability(const ChannelConfig& channel, int capability) {
+    constexpr int CAPABILITIES[] = {CAPABILITY_FIRMWARE, CAPABILITY_FAX, CAPABILITY_V17};
+    return std::find(std::begin(CAPABILITIES), std::end(CAPABILITIES), capability) != std::end(CAPABILITIES) &&
+           std::find(channel.missing.begin(), channel.missing.end(), capability) == channel.missing.end();
+}
+
+std::string dialled_digits(const std::string& text) {
+    std::string digits;
+    for (const char c : text) {
+        const char upper = c >= 'a' && c <= 'd' ? static_cast<char>(c - 'a' + 'A') : c;
+        if ((upper >= '0' && upper <= '9') || (upper >= 'A' && upper <= 'D') || upper == '*' || upper == '#' ||
+            upper == '+') {
+            digits += upper;
+        }
+    }
+    return digits;
+}
+
+}  // namespace softboard

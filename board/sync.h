@@ -1,0 +1,80 @@
+// Locks, conditions and threads on the system's own primitives. They need no destruction, so a process that ends
+// without DornShutdown hangs on none of them, and their fast paths stay within the process.
+#pragma once
+
+#include <windows.h>
+
+#include <process.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace softboard {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
+class Mutex {
+  public:
+    Mutex() = default;
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+    void lock() { AcquireSRWLockExclusive(&lock_); }
+    void unlock() { ReleaseSRWLockExclusive(&lock_); }
+    SRWLOCK* native() { return &lock_; }
+
+  private:
+    SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+using Guard = std::unique_lock<Mutex>;
+
+class Condition {
+  public:
+    Condition() = default;
+    Condition(const Condition&) = delete;
+    Condition& operator=(const Condition&) = delete;
+    void wait(Guard& guard) { SleepConditionVariableSRW(&condition_, guard.mutex()->native(), INFINITE, 0); }
+    // Returns at the deadline at the latest; may return early, so callers loop.
+    void wait_until(Guard& guard, Clock::time_point deadline) {
+        const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now()).count();
+        if (left > 0) SleepConditionVariableSRW(&condition_, guard.mutex()->native(), static_cast<DWORD>(left), 0);
+    }
+    void notify_all() { WakeAllConditionVariable(&condition_); }
+
+  private:
+    CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
+};
+
+// A thread that is joined when its owner goes. Throws std::bad_alloc when the system has no thread to give.
+class Thread {
+  public:
+    explicit Thread(std::function<void()> body) {
+        auto start = std::make_unique<std::function<void()>>(std::move(body));
+        handle_ = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, run, start.get(), 0, &id_));
+        if (handle_ == nullptr) throw std::bad_alloc();
+        start.release();
+    }
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+    ~Thread() {
+        WaitForSingleObject(handle_, INFINITE);
+        CloseHandle(handle_);
+    }
+    bool ended() const { return WaitForSingleObject(handle_, 0) == WAIT_OBJECT_0; }
+    bool is_current() const { return id_ == GetCurrentThreadId(); }
+
+  private:
+    static unsigned __stdcall run(void* start) {
+        const std::unique_ptr<std::function<void()>> body(static_cast<std::function<void()>*>(start));
+        (*body)();
+        return 0;
+    }
+
+    HANDLE handle_ = nullptr;
+    unsigned id_ = 0;
+};
+
+}  // namespace softboard

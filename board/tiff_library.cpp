@@ -1,0 +1,28 @@
+#include "tiff_library.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace softboard {
+
+static thread_local char complaint[200];
+
+static void keep_complaint(const char*, const char* format, va_list arguments) {
+    vsnprintf(complaint, sizeof complaint, format, arguments);
+}
+
+void quieten_tiff_library() {
+    TIFFSetErrorHandler(keep_complaint);
+    TIFFSetWarningHandler(nullptr);
+}
+
+TiffHandle open_with_tiff_library(const std::string& path, const char* mode) {
+    complaint[0] = '\0';
+    return TiffHandle(TIFFOpen(path.c_str(), mode));
+}
+
+std::string tiff_library_complaint() {
+    return complaint;
+}
+
+}  // namespace softboard
