@@ -1,0 +1,158 @@
+// Line queries, opening and closing.
+#include "line.h"
+
+#include <vector>
+
+#include "call.h"
+#include "text.h"
+
+namespace {
+
+constexpr DWORD COMPLETION_TIMEOUT = 30000;  // milliseconds
+constexpr DWORD LINE_STATES = LINEDEVSTATE_RINGING | LINEDEVSTATE_NUMCALLS;
+constexpr DWORD ADDRESS_STATES = LINEADDRESSSTATE_NUMCALLS;
+constexpr DWORD ADDRESS_ID = 0;
+
+// A TAPI record with room behind its fixed part; the caller of a provider sets both sizes.
+struct RecordBuffer {
+    explicit RecordBuffer(size_t size) : bytes(size) {}
+    template <typename Record>
+    Record* as(DWORD fixed_size) {
+        auto* record = reinterpret_cast<Record*>(bytes.data());
+        record->dwTotalSize = static_cast<DWORD>(bytes.size());
+        record->dwUsedSize = fixed_size;
+        return record;
+    }
+    std::vector<unsigned char> bytes;
+};
+
+std::string record_text(const void* record, DWORD offset, DWORD size) {
+    const auto* text = reinterpret_cast<const wchar_t*>(static_cast<const char*>(record) + offset);
+    return size == 0 ? "" : utf8_of_wide(text, size / sizeof(wchar_t));
+}
+
+Failure refused(LONG result, DWORD dwDeviceID, const char* doing) {
+    return line_error_failure(result, format("%s line %lu", doing, dwDeviceID), EXIT_PROVIDER);
+}
+
+Failure negotiate(const Provider& provider, DWORD dwDeviceID) {
+    DWORD dwTSPIVersion = 0;
+    LONG result = provider.tspi.lineNegotiateTSPIVersion(dwDeviceID, provider.dwTSPIVersion, provider.dwTSPIVersion,
+                                                         &dwTSPIVersion);
+    if (result != 0) return refused(result, dwDeviceID, "negotiating the version of");
+    LINEEXTENSIONID extension = {};
+    result = provider.tspi.lineGetExtensionID(dwDeviceID, dwTSPIVersion, &extension);
+    if (result != 0) return refused(result, dwDeviceID, "asking for the extension of");
+    DWORD dwExtVersion = 0;
+    result = provider.tspi.lineNegotiateExtVersion(dwDeviceID, dwTSPIVersion, TAPI_VERSION_2_0, TAPI_VERSION_2_0,
+                                                   &dwExtVersion);
+    if (result != 0) return refused(result, dwDeviceID, "negotiating the extension of");
+    return {};
+}
+
+Failure get_device_caps(const Provider& provider, DWORD dwDeviceID, RecordBuffer& caps) {
+    auto get = [&] {
+        return provider.tspi.lineGetDevCaps(dwDeviceID, provider.dwTSPIVersion, TAPI_VERSION_2_0,
+                                            caps.as<LINEDEVCAPS>(LINEDEVCAPS_SIZE));
+    };
+    LONG result = get();
+    const DWORD needed = reinterpret_cast<const LINEDEVCAPS*>(caps.bytes.data())->dwNeededSize;
+    if (result == 0 && needed > caps.bytes.size()) {
+        caps.bytes.assign(needed, 0);
+        result = get();
+    }
+    return result == 0 ? Failure() : refused(result, dwDeviceID, "asking for the capabilities of");
+}
+
+// What the telephony service tells and asks a line when an application has opened it.
+LONG prepare(Line& line, bool receiving) {
+    const TspiFunctions& tspi = line.provider->tspi;
+    LONG result = tspi.lineSelectExtVersion(line.hdLine, TAPI_VERSION_2_0);
+    DWORD dwNumAddressIDs = 0;
+    if (result == 0) result = tspi.lineGetNumAddressIDs(line.hdLine, &dwNumAddressIDs);
+    if (result == 0) result = tspi.lineSetStatusMessages(line.hdLine, LINE_STATES, ADDRESS_STATES);
+    if (result == 0 && receiving) result = tspi.lineSetDefaultMediaDetection(line.hdLine, LINEMEDIAMODE_G3FAX);
+    return result;
+}
+
+}  // namespace
+
+Failure line_query(const Provider& provider, DWORD dwDeviceID, LineInfo& info) {
+    if (Failure failure = provider_check_line(provider, dwDeviceID)) return failure;
+    if (Failure failure = negotiate(provider, dwDeviceID)) return failure;
+
+    RecordBuffer caps_buffer(LINEDEVCAPS_SIZE);
+    if (Failure failure = get_device_caps(provider, dwDeviceID, caps_buffer)) return failure;
+    const auto* caps = reinterpret_cast<const LINEDEVCAPS*>(caps_buffer.bytes.data());
+
+    RecordBuffer address_buffer(LINEADDRESSCAPS_SIZE);
+    const LONG result =
+        provider.tspi.lineGetAddressCaps(dwDeviceID, ADDRESS_ID, provider.dwTSPIVersion, TAPI_VERSION_2_0,
+                                         address_buffer.as<LINEADDRESSCAPS>(LINEADDRESSCAPS_SIZE));
+    if (result != 0) return refused(result, dwDeviceID, "asking for the address of");
+
+    info.dwDeviceID = dwDeviceID;
+    info.name = record_text(caps, caps->dwLineNameOffset, caps->dwLineNameSize);
+    info.provider_info = record_text(caps, caps->dwProviderInfoOffset, caps->dwProviderInfoSize);
+    info.dwPermanentLineID = caps->dwPermanentLineID;
+    info.dwChannel = caps->dwPermanentLineID & 0xFFFF;
+    info.dwMaxRate = caps->dwMaxRate;
+    return {};
+}
+
+Failure line_open(Line& line, const Provider& provider, DWORD dwDeviceID, bool receiving) {
+    LineInfo info;
+    if (Failure failure = line_query(provider, dwDeviceID, info)) return failure;
+    line.provider = &provider;
+    line.dwDeviceID = dwDeviceID;
+    line.htLine = hub_add_line(dwDeviceID, line.queue);
+    LONG result = provider.tspi.lineOpen(dwDeviceID, line.htLine, &line.hdLine, provider.dwTSPIVersion, hub_line_event);
+    if (result != 0) {
+        line.hdLine = nullptr;
+        hub_remove_line(line.htLine);
+        return refused(result, dwDeviceID, "opening");
+    }
+    line.free_since = GetTickCount64();
+    result = prepare(line, receiving);
+    return result == 0 ? Failure() : refused(result, dwDeviceID, "preparing");
+}
+
+void line_close(Line& line) {
+    if (!line.hdLine) return;
+    call_end(line);
+    line.provider->tspi.lineClose(line.hdLine);
+    line.hdLine = nullptr;
+    hub_remove_line(line.htLine);
+    queue_clear(line.queue);
+}
+
+Line::~Line() {
+    line_close(*this);
+}
+
+std::string line_state(const Line& line) {
+    RecordBuffer buffer(LINEDEVSTATUS_SIZE);
+    auto* status = buffer.as<LINEDEVSTATUS>(LINEDEVSTATUS_SIZE);
+    if (line.provider->tspi.lineGetLineDevStatus(line.hdLine, status) != 0) return "unknown";
+    std::string text = status->dwDevStatusFlags & LINEDEVSTATUSFLAGS_INSERVICE ? "in service" : "out of service";
+    if (status->dwNumActiveCalls > 0) text += format(", %lu call", status->dwNumActiveCalls);
+    return text;
+}
+
+LONG line_request(Line& line, const char* function, const std::function<LONG(DRV_REQUESTID)>& entry_point) {
+    const DRV_REQUESTID dwRequestID = hub_new_request(line.htLine, function);
+    const LONG result = entry_point(dwRequestID);
+    if (result < 0) {
+        hub_forget_request(dwRequestID);
+        return result;
+    }
+    TapiEvent completion;
+    const auto is_ours = [dwRequestID](const TapiEvent& event) {
+        return event.function && event.dwRequestID == dwRequestID;
+    };
+    if (queue_take(line.queue, is_ours, patience(COMPLETION_TIMEOUT), completion) != Taken::event) {
+        hub_forget_request(dwRequestID);
+        return static_cast<LONG>(LINEERR_OPERATIONFAILED);
+    }
+    return completion.lResult;
+}

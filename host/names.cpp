@@ -1,0 +1,338 @@
+// Tables of the constants' names. The values are the headers' own, so a name cannot drift from its value.
+#include "names.h"
+
+#include <iterator>
+
+#include "fax_status.h"
+#include "text.h"
+
+namespace {
+
+#define VALUE(constant) \
+    { static_cast<uint32_t>(constant), #constant }
+#define NAMED(constant, advice) \
+    { static_cast<uint32_t>(constant), #constant, advice }
+
+struct NamedError {
+    uint32_t value;
+    const char* name;
+    const char* advice;
+};
+
+constexpr NamedError LINE_ERRORS[] = {
+    NAMED(LINEERR_ALLOCATED, ""),
+    NAMED(LINEERR_BADDEVICEID, "faxhost lines shows the device IDs there are"),
+    NAMED(LINEERR_BEARERMODEUNAVAIL, ""),
+    NAMED(LINEERR_CALLUNAVAIL, "an incoming call took the line at the same moment; send again"),
+    NAMED(LINEERR_COMPLETIONOVERRUN, ""),
+    NAMED(LINEERR_CONFERENCEFULL, ""),
+    NAMED(LINEERR_DIALBILLING, "take the \"$\" out of the number"),
+    NAMED(LINEERR_DIALDIALTONE, ""),
+    NAMED(LINEERR_DIALPROMPT, "take the \"?\" out of the number"),
+    NAMED(LINEERR_DIALQUIET, "take the \"@\" out of the number"),
+    NAMED(LINEERR_INCOMPATIBLEAPIVERSION, "this is no provider for TAPI 2.0"),
+    NAMED(LINEERR_INCOMPATIBLEEXTVERSION, "this provider does not speak the fax service's extension 2.0"),
+    NAMED(LINEERR_INIFILECORRUPT, ""),
+    NAMED(LINEERR_INUSE, "the line has a call already; wait until it is over"),
+    NAMED(LINEERR_INVALADDRESS, ""),
+    NAMED(LINEERR_INVALADDRESSID, ""),
+    NAMED(LINEERR_INVALADDRESSMODE, ""),
+    NAMED(LINEERR_INVALADDRESSSTATE, ""),
+    NAMED(LINEERR_INVALAPPHANDLE, ""),
+    NAMED(LINEERR_INVALAPPNAME, ""),
+    NAMED(LINEERR_INVALBEARERMODE, ""),
+    NAMED(LINEERR_INVALCALLCOMPLMODE, ""),
+    NAMED(LINEERR_INVALCALLHANDLE, "the call is gone; start again"),
+    NAMED(LINEERR_INVALCALLPARAMS, ""),
+    NAMED(LINEERR_INVALCALLPRIVILEGE, ""),
+    NAMED(LINEERR_INVALCALLSELECT, ""),
+    NAMED(LINEERR_INVALCALLSTATE, "the call is no longer in a state for this; start again"),
+    NAMED(LINEERR_INVALCALLSTATELIST, ""),
+    NAMED(LINEERR_INVALCARD, ""),
+    NAMED(LINEERR_INVALCOMPLETIONID, ""),
+    NAMED(LINEERR_INVALCONFCALLHANDLE, ""),
+    NAMED(LINEERR_INVALCONSULTCALLHANDLE, ""),
+    NAMED(LINEERR_INVALCOUNTRYCODE, ""),
+    NAMED(LINEERR_INVALDEVICECLASS, ""),
+    NAMED(LINEERR_INVALDEVICEHANDLE, "faxhost lines shows the device IDs there are"),
+    NAMED(LINEERR_INVALDIALPARAMS, ""),
+    NAMED(LINEERR_INVALDIGITLIST, ""),
+    NAMED(LINEERR_INVALDIGITMODE, ""),
+    NAMED(LINEERR_INVALDIGITS, ""),
+    NAMED(LINEERR_INVALEXTVERSION, ""),
+    NAMED(LINEERR_INVALGROUPID, ""),
+    NAMED(LINEERR_INVALLINEHANDLE, "the line is closed; start again"),
+    NAMED(LINEERR_INVALLINESTATE, ""),
+    NAMED(LINEERR_INVALLOCATION, ""),
+    NAMED(LINEERR_INVALMEDIALIST, ""),
+    NAMED(LINEERR_INVALMEDIAMODE, ""),
+    NAMED(LINEERR_INVALMESSAGEID, ""),
+    NAMED(LINEERR_INVALPARAM, ""),
+    NAMED(LINEERR_INVALPARKID, ""),
+    NAMED(LINEERR_INVALPARKMODE, ""),
+    NAMED(LINEERR_INVALPOINTER, ""),
+    NAMED(LINEERR_INVALPRIVSELECT, ""),
+    NAMED(LINEERR_INVALRATE, ""),
+    NAMED(LINEERR_INVALREQUESTMODE, ""),
+    NAMED(LINEERR_INVALTERMINALID, ""),
+    NAMED(LINEERR_INVALTERMINALMODE, ""),
+    NAMED(LINEERR_INVALTIMEOUT, ""),
+    NAMED(LINEERR_INVALTONE, ""),
+    NAMED(LINEERR_INVALTONELIST, ""),
+    NAMED(LINEERR_INVALTONEMODE, ""),
+    NAMED(LINEERR_INVALTRANSFERMODE, ""),
+    NAMED(LINEERR_LINEMAPPERFAILED, ""),
+    NAMED(LINEERR_NOCONFERENCE, ""),
+    NAMED(LINEERR_NODEVICE, "faxhost lines shows the device IDs there are"),
+    NAMED(LINEERR_NODRIVER,
+          "check that the service calder runs (net start calder) and that qorvtsp.tsp and calddlld.dll lie together"),
+    NAMED(LINEERR_NOMEM, "free memory and start again"),
+    NAMED(LINEERR_NOREQUEST, ""),
+    NAMED(LINEERR_NOTOWNER, ""),
+    NAMED(LINEERR_NOTREGISTERED, ""),
+    NAMED(LINEERR_OPERATIONFAILED, "look at the provider's lines with --trace 1-4"),
+    NAMED(
+        LINEERR_OPERATIONUNAVAIL,
+        "the channel could not be reset or has no firmware; check the board and kxcall.cfg, and look with --trace 1-4"),
+    NAMED(LINEERR_RATEUNAVAIL, ""),
+    NAMED(LINEERR_RESOURCEUNAVAIL,
+          "the board does not give the channel; check the board's configuration, and look with --trace 1-4"),
+    NAMED(LINEERR_REQUESTOVERRUN, ""),
+    NAMED(LINEERR_STRUCTURETOOSMALL, ""),
+    NAMED(LINEERR_TARGETNOTFOUND, ""),
+    NAMED(LINEERR_TARGETSELF, ""),
+    NAMED(LINEERR_UNINITIALIZED, ""),
+    NAMED(LINEERR_USERUSERINFOTOOBIG, ""),
+    NAMED(LINEERR_REINIT, ""),
+    NAMED(LINEERR_ADDRESSBLOCKED, ""),
+    NAMED(LINEERR_BILLINGREJECTED, ""),
+    NAMED(LINEERR_INVALFEATURE, ""),
+    NAMED(LINEERR_NOMULTIPLEINSTANCE, ""),
+    NAMED(LINEERR_INVALAGENTID, ""),
+    NAMED(LINEERR_INVALAGENTGROUP, ""),
+    NAMED(LINEERR_INVALPASSWORD, ""),
+    NAMED(LINEERR_INVALAGENTSTATE, ""),
+    NAMED(LINEERR_INVALAGENTACTIVITY, ""),
+    NAMED(LINEERR_DIALVOICEDETECT, ""),
+    NAMED(LINEERR_USERCANCELLED, ""),
+    NAMED(LINEERR_INVALADDRESSTYPE, ""),
+    NAMED(LINEERR_INVALAGENTSESSIONSTATE, ""),
+    NAMED(LINEERR_DISCONNECTED, ""),
+    NAMED(LINEERR_SERVICE_NOT_RUNNING, ""),
+};
+
+struct NamedValue {
+    uint32_t value;
+    const char* name;
+};
+
+constexpr NamedValue CALL_STATES[] = {
+    VALUE(LINECALLSTATE_IDLE),           VALUE(LINECALLSTATE_OFFERING),
+    VALUE(LINECALLSTATE_ACCEPTED),       VALUE(LINECALLSTATE_DIALTONE),
+    VALUE(LINECALLSTATE_DIALING),        VALUE(LINECALLSTATE_RINGBACK),
+    VALUE(LINECALLSTATE_BUSY),           VALUE(LINECALLSTATE_SPECIALINFO),
+    VALUE(LINECALLSTATE_CONNECTED),      VALUE(LINECALLSTATE_PROCEEDING),
+    VALUE(LINECALLSTATE_ONHOLD),         VALUE(LINECALLSTATE_CONFERENCED),
+    VALUE(LINECALLSTATE_ONHOLDPENDCONF), VALUE(LINECALLSTATE_ONHOLDPENDTRANSFER),
+    VALUE(LINECALLSTATE_DISCONNECTED),   VALUE(LINECALLSTATE_UNKNOWN),
+};
+
+constexpr NamedValue CONNECTED_MODES[] = {
+    VALUE(LINECONNECTEDMODE_ACTIVE),       VALUE(LINECONNECTEDMODE_INACTIVE),  VALUE(LINECONNECTEDMODE_ACTIVEHELD),
+    VALUE(LINECONNECTEDMODE_INACTIVEHELD), VALUE(LINECONNECTEDMODE_CONFIRMED),
+};
+
+constexpr NamedValue OFFERING_MODES[] = {
+    VALUE(LINEOFFERINGMODE_ACTIVE),
+    VALUE(LINEOFFERINGMODE_INACTIVE),
+};
+
+constexpr NamedValue BUSY_MODES[] = {
+    VALUE(LINEBUSYMODE_STATION),
+    VALUE(LINEBUSYMODE_TRUNK),
+    VALUE(LINEBUSYMODE_UNKNOWN),
+    VALUE(LINEBUSYMODE_UNAVAIL),
+};
+
+constexpr NamedValue SPECIAL_INFO_MODES[] = {
+    VALUE(LINESPECIALINFO_NOCIRCUIT), VALUE(LINESPECIALINFO_CUSTIRREG), VALUE(LINESPECIALINFO_REORDER),
+    VALUE(LINESPECIALINFO_UNKNOWN),   VALUE(LINESPECIALINFO_UNAVAIL),
+};
+
+constexpr NamedValue DISCONNECT_MODES[] = {
+    VALUE(LINEDISCONNECTMODE_NORMAL),       VALUE(LINEDISCONNECTMODE_UNKNOWN),
+    VALUE(LINEDISCONNECTMODE_REJECT),       VALUE(LINEDISCONNECTMODE_PICKUP),
+    VALUE(LINEDISCONNECTMODE_FORWARDED),    VALUE(LINEDISCONNECTMODE_BUSY),
+    VALUE(LINEDISCONNECTMODE_NOANSWER),     VALUE(LINEDISCONNECTMODE_BADADDRESS),
+    VALUE(LINEDISCONNECTMODE_UNREACHABLE),  VALUE(LINEDISCONNECTMODE_CONGESTION),
+    VALUE(LINEDISCONNECTMODE_INCOMPATIBLE), VALUE(LINEDISCONNECTMODE_UNAVAIL),
+    VALUE(LINEDISCONNECTMODE_NODIALTONE),   VALUE(LINEDISCONNECTMODE_NUMBERCHANGED),
+    VALUE(LINEDISCONNECTMODE_OUTOFORDER),   VALUE(LINEDISCONNECTMODE_TEMPFAILURE),
+    VALUE(LINEDISCONNECTMODE_QOSUNAVAIL),   VALUE(LINEDISCONNECTMODE_BLOCKED),
+    VALUE(LINEDISCONNECTMODE_DONOTDISTURB), VALUE(LINEDISCONNECTMODE_CANCELLED),
+};
+
+constexpr NamedValue DIAL_TONE_MODES[] = {
+    VALUE(LINEDIALTONEMODE_NORMAL),   VALUE(LINEDIALTONEMODE_SPECIAL), VALUE(LINEDIALTONEMODE_INTERNAL),
+    VALUE(LINEDIALTONEMODE_EXTERNAL), VALUE(LINEDIALTONEMODE_UNKNOWN), VALUE(LINEDIALTONEMODE_UNAVAIL),
+};
+
+constexpr NamedValue DEVICE_STATES[] = {
+    VALUE(LINEDEVSTATE_OTHER),           VALUE(LINEDEVSTATE_RINGING),
+    VALUE(LINEDEVSTATE_CONNECTED),       VALUE(LINEDEVSTATE_DISCONNECTED),
+    VALUE(LINEDEVSTATE_MSGWAITON),       VALUE(LINEDEVSTATE_MSGWAITOFF),
+    VALUE(LINEDEVSTATE_INSERVICE),       VALUE(LINEDEVSTATE_OUTOFSERVICE),
+    VALUE(LINEDEVSTATE_MAINTENANCE),     VALUE(LINEDEVSTATE_OPEN),
+    VALUE(LINEDEVSTATE_CLOSE),           VALUE(LINEDEVSTATE_NUMCALLS),
+    VALUE(LINEDEVSTATE_NUMCOMPLETIONS),  VALUE(LINEDEVSTATE_TERMINALS),
+    VALUE(LINEDEVSTATE_ROAMMODE),        VALUE(LINEDEVSTATE_BATTERY),
+    VALUE(LINEDEVSTATE_SIGNAL),          VALUE(LINEDEVSTATE_DEVSPECIFIC),
+    VALUE(LINEDEVSTATE_REINIT),          VALUE(LINEDEVSTATE_LOCK),
+    VALUE(LINEDEVSTATE_CAPSCHANGE),      VALUE(LINEDEVSTATE_CONFIGCHANGE),
+    VALUE(LINEDEVSTATE_TRANSLATECHANGE), VALUE(LINEDEVSTATE_COMPLCANCEL),
+    VALUE(LINEDEVSTATE_REMOVED),
+};
+
+constexpr NamedValue ADDRESS_STATES[] = {
+    VALUE(LINEADDRESSSTATE_OTHER),    VALUE(LINEADDRESSSTATE_DEVSPECIFIC), VALUE(LINEADDRESSSTATE_INUSEZERO),
+    VALUE(LINEADDRESSSTATE_INUSEONE), VALUE(LINEADDRESSSTATE_INUSEMANY),   VALUE(LINEADDRESSSTATE_NUMCALLS),
+    VALUE(LINEADDRESSSTATE_FORWARD),  VALUE(LINEADDRESSSTATE_TERMINALS),   VALUE(LINEADDRESSSTATE_CAPSCHANGE),
+};
+
+constexpr NamedValue CALL_INFO_STATES[] = {
+    VALUE(LINECALLINFOSTATE_OTHER),         VALUE(LINECALLINFOSTATE_DEVSPECIFIC),
+    VALUE(LINECALLINFOSTATE_BEARERMODE),    VALUE(LINECALLINFOSTATE_RATE),
+    VALUE(LINECALLINFOSTATE_MEDIAMODE),     VALUE(LINECALLINFOSTATE_APPSPECIFIC),
+    VALUE(LINECALLINFOSTATE_CALLID),        VALUE(LINECALLINFOSTATE_RELATEDCALLID),
+    VALUE(LINECALLINFOSTATE_ORIGIN),        VALUE(LINECALLINFOSTATE_REASON),
+    VALUE(LINECALLINFOSTATE_COMPLETIONID),  VALUE(LINECALLINFOSTATE_NUMOWNERINCR),
+    VALUE(LINECALLINFOSTATE_NUMOWNERDECR),  VALUE(LINECALLINFOSTATE_NUMMONITORS),
+    VALUE(LINECALLINFOSTATE_TRUNK),         VALUE(LINECALLINFOSTATE_CALLERID),
+    VALUE(LINECALLINFOSTATE_CALLEDID),      VALUE(LINECALLINFOSTATE_CONNECTEDID),
+    VALUE(LINECALLINFOSTATE_REDIRECTIONID), VALUE(LINECALLINFOSTATE_REDIRECTINGID),
+    VALUE(LINECALLINFOSTATE_DISPLAY),       VALUE(LINECALLINFOSTATE_USERUSERINFO),
+    VALUE(LINECALLINFOSTATE_HIGHLEVELCOMP), VALUE(LINECALLINFOSTATE_LOWLEVELCOMP),
+    VALUE(LINECALLINFOSTATE_CHARGINGINFO),  VALUE(LINECALLINFOSTATE_TERMINAL),
+    VALUE(LINECALLINFOSTATE_DIALPARAMS),    VALUE(LINECALLINFOSTATE_MONITORMODES),
+    VALUE(LINECALLINFOSTATE_TREATMENT),     VALUE(LINECALLINFOSTATE_QOS),
+    VALUE(LINECALLINFOSTATE_CALLDATA),
+};
+
+constexpr NamedValue MEDIA_MODES[] = {
+    VALUE(LINEMEDIAMODE_UNKNOWN),        VALUE(LINEMEDIAMODE_INTERACTIVEVOICE),
+    VALUE(LINEMEDIAMODE_AUTOMATEDVOICE), VALUE(LINEMEDIAMODE_DATAMODEM),
+    VALUE(LINEMEDIAMODE_G3FAX),          VALUE(LINEMEDIAMODE_TDD),
+    VALUE(LINEMEDIAMODE_G4FAX),          VALUE(LINEMEDIAMODE_DIGITALDATA),
+    VALUE(LINEMEDIAMODE_TELETEX),        VALUE(LINEMEDIAMODE_VIDEOTEX),
+    VALUE(LINEMEDIAMODE_TELEX),          VALUE(LINEMEDIAMODE_MIXED),
+    VALUE(LINEMEDIAMODE_ADSI),           VALUE(LINEMEDIAMODE_VOICEVIEW),
+    VALUE(LINEMEDIAMODE_VIDEO),
+};
+
+constexpr NamedValue MESSAGES[] = {
+    VALUE(LINE_ADDRESSSTATE), VALUE(LINE_CALLINFO), VALUE(LINE_CALLSTATE),       VALUE(LINE_CLOSE),
+    VALUE(LINE_LINEDEVSTATE), VALUE(LINE_NEWCALL),  VALUE(LINE_CALLDEVSPECIFIC),
+};
+
+#undef VALUE
+#undef NAMED
+
+struct ModesOfState {
+    uint32_t state;
+    const NamedValue* modes;
+    size_t count;
+};
+
+constexpr ModesOfState CALL_STATE_MODES[] = {
+    {LINECALLSTATE_CONNECTED, CONNECTED_MODES, std::size(CONNECTED_MODES)},
+    {LINECALLSTATE_OFFERING, OFFERING_MODES, std::size(OFFERING_MODES)},
+    {LINECALLSTATE_BUSY, BUSY_MODES, std::size(BUSY_MODES)},
+    {LINECALLSTATE_SPECIALINFO, SPECIAL_INFO_MODES, std::size(SPECIAL_INFO_MODES)},
+    {LINECALLSTATE_DISCONNECTED, DISCONNECT_MODES, std::size(DISCONNECT_MODES)},
+    {LINECALLSTATE_DIALTONE, DIAL_TONE_MODES, std::size(DIAL_TONE_MODES)},
+};
+
+// What the fax service is told through LINE_CALLDEVSPECIFIC.
+constexpr DWORD_PTR NOTIFY_JOB_END = 1;
+constexpr DWORD_PTR NOTIFY_PROGRESS = 3;
+
+std::string value_name(const NamedValue* table, size_t count, uint32_t value) {
+    for (size_t i = 0; i < count; ++i) {
+        if (table[i].value == value) return table[i].name;
+    }
+    return format("0x%X", value);
+}
+
+template <size_t COUNT>
+std::string value_name(const NamedValue (&table)[COUNT], uint32_t value) {
+    return value_name(table, COUNT, value);
+}
+
+}  // namespace
+
+std::string lineerr_name(int32_t result) {
+    if (result == 0) return "0";
+    for (const NamedError& row : LINE_ERRORS) {
+        if (row.value == static_cast<uint32_t>(result)) return row.name;
+    }
+    return format("0x%08X", static_cast<uint32_t>(result));
+}
+
+const char* lineerr_advice(int32_t result) {
+    for (const NamedError& row : LINE_ERRORS) {
+        if (row.value == static_cast<uint32_t>(result)) return row.advice;
+    }
+    return "";
+}
+
+std::string message_name(DWORD message) {
+    return value_name(MESSAGES, message);
+}
+
+std::string call_state_name(DWORD state) {
+    return value_name(CALL_STATES, state);
+}
+
+std::string call_state_mode_name(DWORD state, DWORD mode) {
+    for (const ModesOfState& row : CALL_STATE_MODES) {
+        if (row.state == state && mode != 0) return value_name(row.modes, row.count, mode);
+    }
+    return "";
+}
+
+static std::string call_state_text(DWORD state, DWORD mode, DWORD media_mode) {
+    std::string text = call_state_name(state);
+    const std::string mode_name = call_state_mode_name(state, mode);
+    if (!mode_name.empty()) text += ", " + mode_name;
+    return text + ", " + value_name(MEDIA_MODES, media_mode);
+}
+
+static std::string call_dev_specific_text(DWORD_PTR kind, uint32_t status, uint32_t line_status) {
+    if (kind == NOTIFY_PROGRESS) return "progress";
+    if (kind == NOTIFY_JOB_END) return "job ended, " + kx_result_text(status, line_status);
+    return format("0x%llX, 0x%X, 0x%X", static_cast<unsigned long long>(kind), status, line_status);
+}
+
+std::string event_parameters_text(DWORD message, DWORD_PTR param1, DWORD_PTR param2, DWORD_PTR param3) {
+    const auto value1 = static_cast<uint32_t>(param1);
+    const auto value2 = static_cast<uint32_t>(param2);
+    const auto value3 = static_cast<uint32_t>(param3);
+    switch (message) {
+        case LINE_CALLSTATE:
+            return call_state_text(value1, value2, value3);
+        case LINE_LINEDEVSTATE:
+            if (value1 == LINEDEVSTATE_RINGING)
+                return format("LINEDEVSTATE_RINGING, mode %u, count %u", value2, value3);
+            return value_name(DEVICE_STATES, value1);
+        case LINE_ADDRESSSTATE:
+            return format("address %u, ", value1) + value_name(ADDRESS_STATES, value2);
+        case LINE_CALLINFO:
+            return value_name(CALL_INFO_STATES, value1);
+        case LINE_CALLDEVSPECIFIC:
+            return call_dev_specific_text(param1, value2, value3);
+        case LINE_NEWCALL:
+            return "";
+        default:
+            return format("0x%X, 0x%X, 0x%X", value1, value2, value3);
+    }
+}
