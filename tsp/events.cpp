@@ -16,75 +16,53 @@ void call_event_procedure(const char* name, LineRec* pLine, HTAPICALL htCall, DW
 
 void SetCallState(LineRec* pLine, uint32_t dwCallState, uint32_t dwCallStateMode) {
     constexpr char name[] = "SetCallState";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    LineLock lock(pLine);
-    if (pLine->dwCallState != dwCallState && pLine->htCall) {
+    with_line(name, pLine, [&] {
+        const LineLock lock(pLine);
+        if (pLine->dwCallState == dwCallState || !pLine->htCall) return;
         TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_CALLSTATE, dwCallState=0x%X, dwCallStateMode=0x%X", dwCallState,
                    dwCallStateMode);
         pLine->dwCallState = dwCallState;
         pLine->dwCallStateMode = dwCallStateMode;
         call_event_procedure(name, pLine, pLine->htCall, LINE_CALLSTATE, dwCallState, dwCallStateMode,
                              pLine->dwMediaMode);
-    }
-    lock.unlock();
-    TRACE_EXIT(pLine, name);
+    });
 }
 
 void send_linedevstate(LineRec* pLine, uint32_t newstate, uint32_t parm2, uint32_t parm3) {
     constexpr char name[] = "send_linedevstate";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_LINEDEVSTATE, newstate=0x%X, Parm2=0x%X, Parm3=0x%X", newstate, parm2,
-               parm3);
-    // A line message that carries the call handle: clients of this provider have always had it so.
-    call_event_procedure(name, pLine, pLine->htCall, LINE_LINEDEVSTATE, newstate, parm2, parm3);
-    TRACE_EXIT(pLine, name);
+    with_line(name, pLine, [&] {
+        TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_LINEDEVSTATE, newstate=0x%X, Parm2=0x%X, Parm3=0x%X", newstate,
+                   parm2, parm3);
+        // A line message that carries the call handle: clients of this provider have always had it so.
+        call_event_procedure(name, pLine, pLine->htCall, LINE_LINEDEVSTATE, newstate, parm2, parm3);
+    });
 }
 
 void send_addrstate(LineRec* pLine, uint32_t addr, uint32_t newstate, uint32_t parm3) {
     constexpr char name[] = "send_addrstate";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_ADDRESSSTATE addr=0x%X, newstate=0x%X, Parm3=0x%X", addr, newstate,
-               parm3);
-    call_event_procedure(name, pLine, nullptr, LINE_ADDRESSSTATE, addr, newstate, parm3);
-    TRACE_EXIT(pLine, name);
+    with_line(name, pLine, [&] {
+        TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_ADDRESSSTATE addr=0x%X, newstate=0x%X, Parm3=0x%X", addr, newstate,
+                   parm3);
+        call_event_procedure(name, pLine, nullptr, LINE_ADDRESSSTATE, addr, newstate, parm3);
+    });
 }
 
 void send_linecallinfo(LineRec* pLine, uint32_t callinfo_state) {
     constexpr char name[] = "send_linecallinfo";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_CALLINFO callinfo_state=0x%X", callinfo_state);
-    call_event_procedure(name, pLine, pLine->htCall, LINE_CALLINFO, callinfo_state, 0, 0);
-    TRACE_EXIT(pLine, name);
+    with_line(name, pLine, [&] {
+        TRACE_LINE(TRACE_INFO, pLine, "Sending LINE_CALLINFO callinfo_state=0x%X", callinfo_state);
+        call_event_procedure(name, pLine, pLine->htCall, LINE_CALLINFO, callinfo_state, 0, 0);
+    });
 }
 
 void send_linenewcall(LineRec* pLine) {
     constexpr char name[] = "send_linenewcall";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    TRACE_LINE(TRACE_INFO, pLine, "%s", "Sending LINE_NEWCALL");
-    call_event_procedure(name, pLine, nullptr, LINE_NEWCALL, reinterpret_cast<DWORD_PTR>(pLine),
-                         reinterpret_cast<DWORD_PTR>(&pLine->htCall), 0);
-    TRACE_LINE(TRACE_INFO, pLine, "%s", "Sent LINE_NEWCALL");
-    TRACE_EXIT(pLine, name);
+    with_line(name, pLine, [&] {
+        TRACE_LINE(TRACE_INFO, pLine, "%s", "Sending LINE_NEWCALL");
+        call_event_procedure(name, pLine, nullptr, LINE_NEWCALL, reinterpret_cast<DWORD_PTR>(pLine),
+                             reinterpret_cast<DWORD_PTR>(&pLine->htCall), 0);
+        TRACE_LINE(TRACE_INFO, pLine, "%s", "Sent LINE_NEWCALL");
+    });
 }
 
 void send_numcalls(LineRec* pLine) {

@@ -58,6 +58,18 @@ inline const LineIdentity& identity_of(const LineIdentity& identity) {
 #define TRACE_NULL_ARGUMENT(name, argument) trace_null_argument(__FILE__, __LINE__, name, argument)
 void trace_null_argument(const char* source_file, uint32_t source_line, const char* name, const char* argument);
 
+// The body of a function that works on a line, between its entry and exit traces; not run when there is no line.
+template <class Body>
+void with_line(const char* name, const LineRec* pLine, Body body) {
+    if (!pLine) {
+        TRACE_NULL_LINE(name);
+        return;
+    }
+    TRACE_ENTER(pLine, name);
+    body();
+    TRACE_EXIT(pLine, name);
+}
+
 // The bracket around every provider-level entry point: starts ACE and the driver library unless the trace is in use.
 // Returns whether they were in use already.
 bool library_use_begin();

@@ -174,14 +174,10 @@ extern "C" LONG WINAPI TSPI_lineDevSpecific(DRV_REQUESTID dwRequestID, HDRVLINE 
 
 void Send_CallDevSpecific(LineRec* pLine, uint32_t dwParam1, uint32_t dwParam2, uint32_t dwParam3) {
     constexpr char name[] = "Send_CallDevSpecific";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    TRACE(TRACE_INFO, "Send_CallDevSpecific %X,%X,%X", dwParam1, dwParam2, dwParam3);
-    completes_or_traces(name, [&] {
-        pLine->lpfnEventProc(pLine->htLine, pLine->htCall, LINE_CALLDEVSPECIFIC, dwParam1, dwParam2, dwParam3);
+    with_line(name, pLine, [&] {
+        TRACE(TRACE_INFO, "Send_CallDevSpecific %X,%X,%X", dwParam1, dwParam2, dwParam3);
+        completes_or_traces(name, [&] {
+            pLine->lpfnEventProc(pLine->htLine, pLine->htCall, LINE_CALLDEVSPECIFIC, dwParam1, dwParam2, dwParam3);
+        });
     });
-    TRACE_EXIT(pLine, name);
 }

@@ -27,25 +27,16 @@ uint32_t extended_status_code(uint32_t status, uint32_t detail) {
 }  // namespace
 
 void UpdateSharedMemory(LineRec* pLine) {
-    constexpr char name[] = "UpdateSharedMemory";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return;
-    }
-    TRACE_ENTER(pLine, name);
-    if (FaxStatusBlock* record = shared_record(pLine)) record->body = pLine->FaxStatus;
-    TRACE_EXIT(pLine, name);
+    with_line("UpdateSharedMemory", pLine, [&] {
+        if (FaxStatusBlock* record = shared_record(pLine)) record->body = pLine->FaxStatus;
+    });
 }
 
 uint32_t GetFaxExtendedStatusCode(LineRec* pLine) {
-    constexpr char name[] = "GetFaxExtendedStatusCode";
-    if (!pLine) {
-        TRACE_NULL_LINE(name);
-        return FS_COMPLETED;
-    }
-    TRACE_ENTER(pLine, name);
-    const FaxStatusBlock* record = shared_record(pLine);
-    const uint32_t code = record ? extended_status_code(record->status, record->line_status) : FS_COMPLETED;
-    TRACE_EXIT(pLine, name);
+    uint32_t code = FS_COMPLETED;
+    with_line("GetFaxExtendedStatusCode", pLine, [&] {
+        if (const FaxStatusBlock* record = shared_record(pLine))
+            code = extended_status_code(record->status, record->line_status);
+    });
     return code;
 }

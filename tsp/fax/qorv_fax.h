@@ -82,7 +82,7 @@ const wchar_t* line_status_name(uint32_t status, uint32_t line_status);
 void __cdecl Thread_Send_Fax(void* args);
 void __cdecl Thread_Receive_Fax(void* args);
 
-// What both fax threads do (fax_session.cpp).
+// The frame of a fax thread, fax_thread.h, and what both threads do inside it (fax_session.cpp).
 // Makes the line's board reports reach InterruptFromLUM, or nobody.
 void install_report_handler(LineRec* pLine, DornIncomingCmdFunc handler);
 // A board that lacks the fax capability needs an option set before a session.

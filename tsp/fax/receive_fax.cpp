@@ -5,7 +5,7 @@
 #include <cwchar>
 
 #include "diag/diag.h"
-#include "fault_guard.h"
+#include "fax/fax_thread.h"
 #include "fax/qorv_fax.h"
 
 namespace {
@@ -166,13 +166,6 @@ Reception receive(const FaxThreadArgs& args) {
     return receive_document(args.pLine, args.parameters.szLocalId, called_length);
 }
 
-// The fax service waits for the end of the job: an exception is one, too.
-Reception receive_guarded(const FaxThreadArgs& args) {
-    Reception reception{{KX_STATUS_ERROR, APIERR_UNCLASSIFIED}, true};
-    completes_or_traces(NAME, [&] { reception = receive(args); });
-    return reception;
-}
-
 void report_end(LineRec* pLine, const Reception& reception) {
     const KXResult& result = reception.result;
     install_report_handler(pLine, nullptr);
@@ -190,21 +183,6 @@ void report_end(LineRec* pLine, const Reception& reception) {
 
 }  // namespace
 
-void __cdecl Thread_Receive_Fax(void* arg) {
-    auto* args = static_cast<FaxThreadArgs*>(arg);
-    if (!args) {
-        TRACE_NULL_ARGUMENT(NAME, "arg");
-        return;
-    }
-    LineRec* pLine = args->pLine;
-    if (!pLine) {
-        TRACE_NULL_LINE(NAME);
-        return;
-    }
-    TRACE_ENTER(pLine, NAME);
-    const Reception reception = receive_guarded(*args);
-    GlobalFree(args);
-    completes_or_traces(NAME, [&] { report_end(pLine, reception); });
-    const LineIdentity identity = end_fax_job(pLine);
-    TRACE_EXIT(identity, NAME);
+void __cdecl Thread_Receive_Fax(void* args) {
+    run_fax_thread(NAME, args, Reception{{KX_STATUS_ERROR, APIERR_UNCLASSIFIED}, true}, receive, report_end);
 }

@@ -1,7 +1,7 @@
 // One fax transmission on a connected call: the board runs T.30, the provider sequences it, keeps the line's status and
 // reports the end to the fax service, to the shared segment and to TAPI, in this order.
 #include "diag/diag.h"
-#include "fault_guard.h"
+#include "fax/fax_thread.h"
 #include "fax/page_header.h"
 #include "fax/qorv_fax.h"
 
@@ -98,13 +98,6 @@ KXResult transmit(const FaxThreadArgs& args) {
     return SendStraightTIFF(pLine);
 }
 
-// The fax service waits for the end of the job: an exception is one, too.
-KXResult transmit_guarded(const FaxThreadArgs& args) {
-    KXResult result{KX_STATUS_ERROR, APIERR_UNCLASSIFIED};
-    completes_or_traces(NAME, [&] { result = transmit(args); });
-    return result;
-}
-
 void report_end(LineRec* pLine, const KXResult& result) {
     install_report_handler(pLine, nullptr);
     const bool failed = result.status != KX_STATUS_OK;
@@ -121,21 +114,6 @@ void report_end(LineRec* pLine, const KXResult& result) {
 
 }  // namespace
 
-void __cdecl Thread_Send_Fax(void* arg) {
-    auto* args = static_cast<FaxThreadArgs*>(arg);
-    if (!args) {
-        TRACE_NULL_ARGUMENT(NAME, "arg");
-        return;
-    }
-    LineRec* pLine = args->pLine;
-    if (!pLine) {
-        TRACE_NULL_LINE(NAME);
-        return;
-    }
-    TRACE_ENTER(pLine, NAME);
-    const KXResult result = transmit_guarded(*args);
-    GlobalFree(args);
-    completes_or_traces(NAME, [&] { report_end(pLine, result); });
-    const LineIdentity identity = end_fax_job(pLine);
-    TRACE_EXIT(identity, NAME);
+void __cdecl Thread_Send_Fax(void* args) {
+    run_fax_thread(NAME, args, KXResult{KX_STATUS_ERROR, APIERR_UNCLASSIFIED}, transmit, report_end);
 }
