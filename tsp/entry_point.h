@@ -21,6 +21,25 @@ LONG catch_all(const char* name, Body body) {
     return completes([&] { result = body(); }) ? result : exception_result(name);
 }
 
+// When a provider-level function stops the libraries that it has started.
+enum class LibraryEnd { UnlessOpenedBefore, OnFailure, Always };
+
+// A TSPI_provider* or TUISPI_* function: its work between the start and the stop of ACE and the driver library.
+// trace_enter() writes the entry trace; work() returns 0 or a LINEERR_* code.
+template <class TraceEnter, class Work>
+LONG provider_entry(const char* name, TraceLevel exit_level, LibraryEnd end, TraceEnter trace_enter, Work work) {
+    return catch_all(name, [&] {
+        const bool opened_before = library_use_begin();
+        trace_enter();
+        const LONG result = work();
+        TRACE(exit_level, "%s(%d) %s", name, result, result == 0 ? "Good" : "Failed");
+        const bool ends = end == LibraryEnd::Always || (end == LibraryEnd::OnFailure && result != 0) ||
+                          (end == LibraryEnd::UnlessOpenedBefore && !opened_before);
+        if (ends) library_use_end();
+        return result;
+    });
+}
+
 // What a TSPI_line* body may change about its exit trace: `line` set to null when the record is gone or not to be
 // named.
 struct LineEntry {

@@ -19,11 +19,6 @@ constexpr uint32_t LAST_MODULE = 126;
 constexpr uint32_t LAST_MODULE_EXPANDED = 254;
 constexpr uint32_t DEFAULT_RATE = 14400;
 
-LONG trace_provider_exit(const char* name, LONG result) {
-    TRACE(TRACE_PROVIDER_EXIT, "%s(%d) %s", name, result, result == 0 ? "Good" : "Failed");
-    return result;
-}
-
 // Whether the host service runs; if not, the administrator is told. `caller` names the reporter in the trace.
 bool require_host_service(const char* caller) {
     if (QORV_IsRunning()) return true;
@@ -61,7 +56,7 @@ void scan_modules(DWORD* lpdwNumLines) {
     TRACE(TRACE_INFO, "%d lines available", *lpdwNumLines);
 }
 
-// ---- start-up: the shared segment ---------------------------------------------------------------------------------
+// ---- the shared segment --------------------------------------------------------------------------------------------
 
 const wchar_t* segment_descriptor() {
     switch (os_recognition()) {
@@ -113,6 +108,21 @@ LONG map_shared_segment() {
     }
     TRACE(TRACE_INFO, "Mapped Shared Memory %ls", SHARED_SEGMENT);
     return 0;
+}
+
+void release_shared_segment() {
+    if (globals.gpSharedMemory && !UnmapViewOfFile(globals.gpSharedMemory)) {
+        const DWORD error = GetLastError();
+        TRACE(TRACE_INFO, "Couldn't Unmap SharedMemory");
+        TRACE(TRACE_ERROR, "GetLastError() = %d", error);
+    }
+    if (!globals.ghMapFile) return;
+    TRACE(TRACE_INFO, "Closing Shared Memory %ls", SHARED_SEGMENT);
+    if (!CloseHandle(globals.ghMapFile)) {
+        const DWORD error = GetLastError();
+        TRACE(TRACE_INFO, "Could not close handle to file mapping (ghMapFile)");
+        TRACE(TRACE_ERROR, "GetLastError() = %d", error);
+    }
 }
 
 // ---- start-up: the channel resets ---------------------------------------------------------------------------------
@@ -212,29 +222,25 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE hinstDLL, DWORD reason, LPVOID) {
 
 extern "C" LONG WINAPI TSPI_providerEnumDevices(DWORD dwPermanentProviderID, LPDWORD lpdwNumLines, LPDWORD, HPROVIDER,
                                                 LINEEVENT lpfnLineCreateProc, PHONEEVENT) {
-    constexpr char name[] = "TSPI_providerEnumDevices";
-    return catch_all(name, [&]() -> LONG {
-        const bool opened_before = library_use_begin();
-        TRACE(TRACE_PROVIDER_ENTER, "%s: dwPermanentProviderID(%d)", name, dwPermanentProviderID);
-        *lpdwNumLines = 0;
-        LONG result = 0;
-        if (require_host_service("tspi_PROVIDERENUMDEVICES")) {
+    const char* name = __func__;
+    return provider_entry(
+        name, TRACE_PROVIDER_EXIT, LibraryEnd::UnlessOpenedBefore,
+        [&] { TRACE(TRACE_PROVIDER_ENTER, "%s: dwPermanentProviderID(%d)", name, dwPermanentProviderID); },
+        [&]() -> LONG {
+            *lpdwNumLines = 0;
+            if (!require_host_service("tspi_PROVIDERENUMDEVICES")) return LINEERR_OPERATIONFAILED;
             scan_modules(lpdwNumLines);
             globals.glpfnLineCreateProc = lpfnLineCreateProc;
             TRACE(TRACE_INFO, "assigned lpfnLineCreateProc");
-        } else {
-            result = LINEERR_OPERATIONFAILED;
-        }
-        trace_provider_exit(name, result);
-        if (!opened_before) library_use_end();
-        return result;
-    });
+            return 0;
+        });
 }
 
+// On success the libraries stay in use until TSPI_providerShutdown.
 extern "C" LONG WINAPI TSPI_providerInit(DWORD dwTSPIVersion, DWORD dwPermanentProviderID, DWORD dwLineDeviceIDBase,
                                          DWORD dwPhoneDeviceIDBase, DWORD_PTR dwNumLines, DWORD_PTR dwNumPhones,
                                          ASYNC_COMPLETION lpfnCompletionProc, LPDWORD lpdwTSPIOptions) {
-    constexpr char name[] = "TSPI_providerInit";
+    const char* name = __func__;
     const auto start = [&]() -> LONG {
         if (!IsFaxServicePresent()) {
             TRACE(TRACE_INFO, "IsFaxServicePresent()==FALSE");
@@ -252,44 +258,34 @@ extern "C" LONG WINAPI TSPI_providerInit(DWORD dwTSPIVersion, DWORD dwPermanentP
         if (const LONG error = create_reset_done_event()) return error;
         return reset_channels();
     };
-    return catch_all(name, [&]() -> LONG {
-        library_use_begin();
-        TRACE(TRACE_PROVIDER_ENTER,
-              "%s: dwTSPIVersion(0x%x), dwPermanentProviderID(%d), dwLineDeviceIDBase(%d), dwPhoneDeviceIDBase(%d), "
-              "dwNumLines(%d), dwNumPhones(%d), lpfnCompletionProc(%p), lpdwTSPIOptions(%p)",
-              name, dwTSPIVersion, dwPermanentProviderID, dwLineDeviceIDBase, dwPhoneDeviceIDBase,
-              static_cast<int>(dwNumLines), static_cast<int>(dwNumPhones), lpfnCompletionProc, lpdwTSPIOptions);
-        LONG result = LINEERR_OPERATIONFAILED;
-        if (!completes([&] { result = start(); })) TRACE(TRACE_INFO, "TSPI_providerInit - Catch Error");
-        trace_provider_exit(name, result);
-        // On success the library stays in use until TSPI_providerShutdown.
-        if (result != 0) library_use_end();
-        return result;
-    });
+    return provider_entry(
+        name, TRACE_PROVIDER_EXIT, LibraryEnd::OnFailure,
+        [&] {
+            TRACE(TRACE_PROVIDER_ENTER,
+                  "%s: dwTSPIVersion(0x%x), dwPermanentProviderID(%d), dwLineDeviceIDBase(%d), "
+                  "dwPhoneDeviceIDBase(%d), dwNumLines(%d), dwNumPhones(%d), lpfnCompletionProc(%p), "
+                  "lpdwTSPIOptions(%p)",
+                  name, dwTSPIVersion, dwPermanentProviderID, dwLineDeviceIDBase, dwPhoneDeviceIDBase,
+                  static_cast<int>(dwNumLines), static_cast<int>(dwNumPhones), lpfnCompletionProc, lpdwTSPIOptions);
+        },
+        [&]() -> LONG {
+            LONG result = LINEERR_OPERATIONFAILED;
+            if (!completes([&] { result = start(); })) TRACE(TRACE_INFO, "TSPI_providerInit - Catch Error");
+            return result;
+        });
 }
 
+// View and handle keep their stale values: TAPI has closed every line by now, and initialises anew before the next.
 extern "C" LONG WINAPI TSPI_providerShutdown(DWORD dwTSPIVersion, DWORD dwPermanentProviderID) {
-    constexpr char name[] = "TSPI_providerShutdown";
-    return catch_all(name, [&]() -> LONG {
-        library_use_begin();
-        TRACE(TRACE_PROVIDER_ENTER, "%s: dwTSPIVersion(0x%x), dwPermanentProviderID(%d)", name, dwTSPIVersion,
-              dwPermanentProviderID);
-        // View and handle keep their stale values: TAPI has closed every line by now.
-        if (globals.gpSharedMemory && !UnmapViewOfFile(globals.gpSharedMemory)) {
-            const DWORD error = GetLastError();
-            TRACE(TRACE_INFO, "Couldn't Unmap SharedMemory");
-            TRACE(TRACE_ERROR, "GetLastError() = %d", error);
-        }
-        if (globals.ghMapFile) {
-            TRACE(TRACE_INFO, "Closing Shared Memory %ls", SHARED_SEGMENT);
-            if (!CloseHandle(globals.ghMapFile)) {
-                const DWORD error = GetLastError();
-                TRACE(TRACE_INFO, "Could not close handle to file mapping (ghMapFile)");
-                TRACE(TRACE_ERROR, "GetLastError() = %d", error);
-            }
-        }
-        trace_provider_exit(name, 0);
-        library_use_end();
-        return 0;
-    });
+    const char* name = __func__;
+    return provider_entry(
+        name, TRACE_PROVIDER_EXIT, LibraryEnd::Always,
+        [&] {
+            TRACE(TRACE_PROVIDER_ENTER, "%s: dwTSPIVersion(0x%x), dwPermanentProviderID(%d)", name, dwTSPIVersion,
+                  dwPermanentProviderID);
+        },
+        []() -> LONG {
+            release_shared_segment();
+            return 0;
+        });
 }
