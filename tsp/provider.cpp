@@ -185,10 +185,12 @@ LONG reset_channels() {
         const ResetLock lock;
         globals.gdwResetsPending = 0;
         TRACE(TRACE_INFO, "gdwNumLines=%d", globals.gdwNumLines);
-        for (uint32_t index = 0; index < globals.gdwNumLines; ++index) {
-            const LONG line_result = attach_and_start_reset(index);
-            if (line_result != 0) result = line_result;
-        }
+        with_faults_as_exceptions([&] {
+            for (uint32_t index = 0; index < globals.gdwNumLines; ++index) {
+                const LONG line_result = attach_and_start_reset(index);
+                if (line_result != 0) result = line_result;
+            }
+        });
         started = globals.gdwResetsPending;
     }
     if (started >= 1) WaitForSingleObject(globals.ghResetDoneEvent, INFINITE);

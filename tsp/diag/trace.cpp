@@ -75,9 +75,11 @@ bool trace_setup() {
     if (trace_ready) return true;
     ACE_GUARD_RETURN(ACE_Thread_Mutex, guard, trace_lock, false);
     if (!trace_ready) {
-        announce_interface_version();
-        if (QorvLogInitialized() == 0) QorvLogInit(COMPONENT, nullptr, 0, 1);
-        register_filter();
+        with_faults_as_exceptions([] {
+            announce_interface_version();
+            if (QorvLogInitialized() == 0) QorvLogInit(COMPONENT, nullptr, 0, 1);
+            register_filter();
+        });
         trace_ready = 1;
     }
     return trace_ready != 0;

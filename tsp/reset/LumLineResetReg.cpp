@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "reset/registry_key.h"
 
 namespace {
@@ -84,8 +85,12 @@ int32_t reset_with_configuration(LineRec* pLine) {
 
 int32_t reset_line(LineRec* pLine) {
     const HandlerSwap swap(pLine->hChannel);
-    if (pLine->eLineState != LINE_IDLE) terminate_call(pLine->hChannel);
-    return reset_with_configuration(pLine);
+    int32_t result = -1;
+    with_faults_as_exceptions([&] {
+        if (pLine->eLineState != LINE_IDLE) terminate_call(pLine->hChannel);
+        result = reset_with_configuration(pLine);
+    });
+    return result;
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ int32_t findNringsFromLineID(uint32_t dwLineId, uint32_t* pRings) {
     TRACE(TRACE_FUNCTION_ENTER, name);
     *pRings = 1;
     const bool found = find_rings(dwLineId, pRings);
-    if (!found) TRACE(TRACE_INFO, "****** FindNringsFromLineID:  did not find it ");
+    if (!found) TRACE(TRACE_INFO, "****** FindNringsFromLineID: did not find it ");
     const int32_t result = found ? 0 : 1;
     TRACE(TRACE_FUNCTION_EXIT, "%s(%d)", name, result);
     return result;
