@@ -75,7 +75,8 @@ update_lists() {
     say "updating the package lists"
     # A list that cannot be had (a third party's, say) is no reason to stop: what is really missing is named later.
     apt-get -q update >/dev/null || say "apt-get update complained; going on with what there is"
-    sources_are_listed || fail "no list of Debian $(debian_codename)'s sources could be had: see /etc/apt and the lines above"
+    sources_are_listed ||
+        fail "no list of Debian $(debian_codename)'s sources could be had: see /etc/apt and the lines above"
     lists_are_fresh=yes
 }
 
@@ -87,10 +88,9 @@ install_packages() {
     update_lists
     say "installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    # Completes what an interrupted installation has left; there is nothing to do as a rule.
-    dpkg --configure -a >/dev/null || true
-    apt-get -q -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "${missing[@]}" >/dev/null ||
-        fail "apt-get could not install: ${missing[*]}"
+    # The first completes what an interrupted installation has left; there is nothing to do as a rule.
+    logged dpkg dpkg --configure -a
+    logged apt-get apt-get -q -y -o DPkg::Lock::Timeout=300 install --no-install-recommends "${missing[@]}"
 }
 
 # ---- pinned sources ----------------------------------------------------------------------------------------------------
@@ -107,7 +107,10 @@ source_stanzas() {
                 text = line[i]
                 if (text ~ /^#/) continue
                 key = tolower(text); sub(/:.*/, "", key)
-                if (key == "types") { if (text ~ /[ \t]deb([ \t]|$)/ || text ~ /:deb([ \t]|$)/) types = 1; text = "Types: deb-src" }
+                if (key == "types") {
+                    if (text ~ /[: \t]deb([ \t]|$)/) types = 1
+                    text = "Types: deb-src"
+                }
                 if (key == "suites" && index(text, suite)) suites = 1
                 if (key == "components" && text ~ /[: \t]main([ \t]|$)/) main = 1
                 if (key == "enabled" && tolower(text) ~ /no|false|off/) off = 1
@@ -154,7 +157,7 @@ check_sha256() {
     local file=$1 wanted=$2 found
     found=$(sha256sum <"$file")
     found=${found%% *}
-    [[ $found == "$wanted" ]] || fail "checksum of $(basename "$file"): wanted $wanted, found $found"
+    [[ $found == "$wanted" ]] || fail "checksum of $file: wanted $wanted, found $found"
 }
 
 # Leaves the verified tarball in the cache's downloads.
@@ -215,8 +218,8 @@ build_ace() {
     echo '#include "ace/OS.h"' >"$early"
     $cxx -O1 -mthreads -fno-strict-aliasing -DNDEBUG -DACE_NDEBUG -D__ACE_INLINE__ -DACE_AS_STATIC_LIBS \
         -DACE_HAS_CUSTOM_EXPORT_MACROS=0 -I.. -x c++-header "$early" -o "$early.gch"
-    make -j "$cores" -f GNUmakefile.ACE CXX="$cxx -w -include $early" CC=$triplet-gcc-posix AR=$triplet-ar \
-        RC=$triplet-windres OCFLAGS=-O1 OCCFLAGS=-O1
+    make -j "$cores" -f GNUmakefile.ACE CXX="$cxx -w -include $early" CC="$triplet-gcc-posix" AR="$triplet-ar" \
+        RC="$triplet-windres" OCFLAGS=-O1 OCCFLAGS=-O1
     find "$build/ace" -name libACE.a -exec cp {} "$stage/lib/" \;
     # Headers, and what they include in turn: inline functions and template bodies.
     find . \( -name '*.h' -o -name '*.inl' -o -name '*.cpp' \) -exec cp --parents -t "$stage/include/ace" {} +
@@ -228,8 +231,9 @@ build_tiff() {
         off+=("-D$codec=OFF")
     done
     cmake -S "$build/tiff" -B "$build/tiff-build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Windows \
-        -DCMAKE_C_COMPILER=$triplet-gcc-posix -DCMAKE_CXX_COMPILER=$triplet-g++-posix -DCMAKE_RC_COMPILER=$triplet-windres \
-        -DCMAKE_FIND_ROOT_PATH=/usr/$triplet -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
+        -DCMAKE_C_COMPILER="$triplet-gcc-posix" -DCMAKE_CXX_COMPILER="$triplet-g++-posix" \
+        -DCMAKE_RC_COMPILER="$triplet-windres" \
+        -DCMAKE_FIND_ROOT_PATH="/usr/$triplet" -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
         -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_INSTALL_PREFIX="$stage" -DCMAKE_INSTALL_LIBDIR=lib \
         -DBUILD_SHARED_LIBS=OFF "${off[@]}"
     cmake --build "$build/tiff-build" --target tiff
@@ -246,7 +250,7 @@ build_spandsp() {
 	END
     cd "$build/spandsp"
     ac_cv_func_malloc_0_nonnull=yes ac_cv_func_realloc_0_nonnull=yes \
-        ./configure --host=$triplet --disable-shared CC=$triplet-gcc-posix CXX=$triplet-g++-posix \
+        ./configure --host="$triplet" --disable-shared CC="$triplet-gcc-posix" CXX="$triplet-g++-posix" \
         CPPFLAGS="-I$stage/include -include $stage/include/spandsp-mingw.h" LDFLAGS="-L$stage/lib" \
         CFLAGS="-O2 -w"
     make -j "$cores" -C src
@@ -305,6 +309,9 @@ clean_up() {
 }
 
 main() {
+    # Without these a step that an interrupt ended would be reported like one that failed.
+    trap 'exit 130' INT
+    trap 'exit 143' TERM
     install_packages
     if [[ ! -d $qorv_deps || ! -d $qorv_wine_template ]]; then
         mkdir -p "$qorv_cache"

@@ -104,7 +104,8 @@ dot_height() { tiffinfo "$1" | awk '/Resolution:/ { sub(",", "", $2); printf "%.
 # A page of the received file as PNG with square dots. The prefix serves as a place that is gone afterwards.
 make_png() {
     local number=$1 page=$WINEPREFIX/page.tif
-    tiffcp "$received,$((number - 1))" "$page" && tifftopnm -quiet "$page" | pamscale -quiet -xscale 1 -yscale "$(dot_height "$page")" |
+    tiffcp "$received,$((number - 1))" "$page" &&
+        tifftopnm -quiet "$page" | pamscale -quiet -xscale 1 -yscale "$(dot_height "$page")" |
         pnmtopng -quiet >"$output/received-$number.png"
 }
 

@@ -7,7 +7,7 @@
 # as the shell lives and ended with it.
 # shellcheck shell=bash
 # shellcheck source-path=SCRIPTDIR source=paths.sh
-. "$(dirname "${BASH_SOURCE[0]}")/paths.sh"
+. "$(dirname "${BASH_SOURCE[0]}")/paths.sh" || return
 
 export WINESERVER=$qorv_wineserver WINEDEBUG=-all WINEDLLOVERRIDES=$qorv_wine_overrides WINEARCH=win64
 export LC_ALL=C.UTF-8

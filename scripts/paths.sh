@@ -3,6 +3,10 @@
 qorv_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 qorv_pins=$qorv_root/scripts/third-party.pins
 qorv_cache=${QORV_CACHE:-${XDG_CACHE_HOME:-${HOME:?neither QORV_CACHE nor HOME is set}/.cache}/qorvtsp}
+if [[ $qorv_cache != /* ]]; then
+    echo "error: QORV_CACHE (or XDG_CACHE_HOME) must be an absolute path, not $qorv_cache" >&2
+    return 2
+fi
 qorv_key=$(sha256sum <"$qorv_pins")
 qorv_key=${qorv_key:0:16}
 qorv_deps=$qorv_cache/deps-$qorv_key
