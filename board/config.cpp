@@ -7,6 +7,7 @@
 #include <iterator>
 #include <set>
 
+#include "config_keys.h"
 #include "config_values.h"
 
 namespace softboard {
@@ -14,138 +15,7 @@ namespace softboard {
 constexpr uint32_t DEFAULT_CHANNELS = 4;
 constexpr uint32_t DEFAULT_FIRST_NUMBER = 100;
 
-// ---- keys of each kind of section ---------------------------------------------------------------------------------
-
-template <class Record>
-struct Key {
-    const char* name;
-    bool (*set)(Record& record, const std::string& value);
-};
-
-static bool set_text(std::string& field, const std::string& value) {
-    field = value;
-    return true;
-}
-
-static bool set_phone(std::string& field, const std::string& value) {
-    if (dialled_digits(value).empty()) return false;
-    field = dialled_digits(value);
-    return true;
-}
-
-constexpr Key<BoardConfig> BOARD_KEYS[] = {
-    {"pace", [](BoardConfig& board, const std::string& value) { return parse_pace(value, board.pace); }},
-    {"ring_interval_ms",
-     [](BoardConfig& board, const std::string& value) {
-         return parse_number(value, board.ring_interval_ms) && board.ring_interval_ms > 0;
-     }},
-    {"no_answer_ms",
-     [](BoardConfig& board, const std::string& value) { return parse_number(value, board.no_answer_ms); }},
-    {"hold_ms", [](BoardConfig& board, const std::string& value) { return parse_number(value, board.hold_ms); }},
-    {"pkt_version_exp",
-     [](BoardConfig& board, const std::string& value) { return parse_number(value, board.pkt_version_exp); }},
-};
-
-constexpr Key<FaxConfig> FAX_KEYS[] = {
-    {"ecm", [](FaxConfig& fax, const std::string& value) { return parse_yes_no(value, fax.ecm); }},
-    {"max_rate", [](FaxConfig& fax, const std::string& value) { return parse_rate(value, fax.max_rate); }},
-    {"sub_address", [](FaxConfig& fax, const std::string& value) { return set_text(fax.sub_address, value); }},
-};
-
-// Of [channel.N]; in [module.N] they are the defaults of the module's channels.
-constexpr Key<ChannelConfig> CHANNEL_KEYS[] = {
-    {"name", [](ChannelConfig& channel, const std::string& value) { return set_text(channel.name, value); }},
-    {"information",
-     [](ChannelConfig& channel, const std::string& value) { return set_text(channel.information, value); }},
-    {"second_called",
-     [](ChannelConfig& channel, const std::string& value) { return set_text(channel.second_called, value); }},
-    {"missing_capabilities",
-     [](ChannelConfig& channel, const std::string& value) { return parse_numbers(value, channel.missing); }},
-    {"dial_tone",
-     [](ChannelConfig& channel, const std::string& value) { return parse_yes_no(value, channel.dial_tone); }},
-    {"protocol",
-     [](ChannelConfig& channel, const std::string& value) { return parse_number(value, channel.protocol); }},
-};
-
-constexpr Key<ChannelConfig> CHANNEL_ONLY_KEYS[] = {
-    {"number", [](ChannelConfig& channel, const std::string& value) { return set_phone(channel.phone, value); }},
-    {"unit", [](ChannelConfig& channel,
-                const std::string& value) { return parse_number_up_to(value, MAX_CHANNELS - 1, channel.unit); }},
-};
-
-struct ModulePlan {
-    ModuleConfig module;
-    uint32_t first_unit = 0;
-    uint32_t first_number = 0;
-};
-
-constexpr Key<ModulePlan> MODULE_KEYS[] = {
-    {"first_channel",
-     [](ModulePlan& plan, const std::string& value) { return parse_number(value, plan.module.first_channel); }},
-    {"channels",
-     [](ModulePlan& plan, const std::string& value) {
-         return parse_number_up_to(value, MAX_CHANNELS, plan.module.channel_count);
-     }},
-    {"first_unit",
-     [](ModulePlan& plan, const std::string& value) {
-         return parse_number_up_to(value, MAX_CHANNELS - 1, plan.first_unit);
-     }},
-    {"first_number", [](ModulePlan& plan, const std::string& value) { return parse_number(value, plan.first_number); }},
-};
-
-constexpr Key<StationConfig> STATION_KEYS[] = {
-    {"number", [](StationConfig& station, const std::string& value) { return set_phone(station.number, value); }},
-    {"name", [](StationConfig& station, const std::string& value) { return set_text(station.name, value); }},
-    {"ident", [](StationConfig& station, const std::string& value) { return set_text(station.ident, value); }},
-    {"information",
-     [](StationConfig& station, const std::string& value) { return set_text(station.information, value); }},
-    {"folder", [](StationConfig& station, const std::string& value) { return set_text(station.folder, value); }},
-    {"busy", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.busy); }},
-    {"answers", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.answers); }},
-    {"silent", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.silent); }},
-    {"trains", [](StationConfig& station, const std::string& value) { return parse_yes_no(value, station.trains); }},
-    {"hangup_page",
-     [](StationConfig& station, const std::string& value) { return parse_number(value, station.hangup_page); }},
-    {"calls", [](StationConfig& station, const std::string& value) { return set_phone(station.calls, value); }},
-    {"file", [](StationConfig& station, const std::string& value) { return set_text(station.file, value); }},
-    {"header", [](StationConfig& station, const std::string& value) { return set_text(station.header, value); }},
-    {"after_ms",
-     [](StationConfig& station, const std::string& value) { return parse_number(value, station.after_ms); }},
-    {"times", [](StationConfig& station, const std::string& value) { return parse_number(value, station.times); }},
-};
-
-constexpr Key<LogConfig> LOG_KEYS[] = {
-    {"file", [](LogConfig& log, const std::string& value) { return set_text(log.file, value); }},
-    {"max_bytes", [](LogConfig& log, const std::string& value) { return parse_number(value, log.max_bytes); }},
-    {"keep", [](LogConfig& log, const std::string& value) { return parse_number_up_to(value, 99, log.keep); }},
-    {"debugger", [](LogConfig& log, const std::string& value) { return parse_yes_no(value, log.debugger); }},
-    {"on",
-     [](LogConfig& log, const std::string& value) {
-         log.on = parse_list(value);
-         return true;
-     }},
-    {"off",
-     [](LogConfig& log, const std::string& value) {
-         log.off = parse_list(value);
-         return true;
-     }},
-};
-
-// ---- reading sections with them -----------------------------------------------------------------------------------
-
-enum class Found { no, yes, wrong };
-
-template <class Record, size_t Count>
-static Found apply(const Key<Record> (&keys)[Count], Record& record, const IniEntry& entry) {
-    for (const Key<Record>& key : keys) {
-        if (entry.key != key.name) continue;
-        Record changed = record;
-        if (!key.set(changed, entry.value)) return Found::wrong;
-        record = changed;
-        return Found::yes;
-    }
-    return Found::no;
-}
+// ---- sections -----------------------------------------------------------------------------------------------------
 
 static void read_section(const IniSection& section, Mistakes& mistakes,
                          const std::function<Found(const IniEntry&)>& read_entry) {
@@ -156,11 +26,6 @@ static void read_section(const IniSection& section, Mistakes& mistakes,
             mistakes.push_back({entry.line, "\"" + entry.value + "\" is no value for " + entry.key});
         }
     }
-}
-
-static Found read_channel_entry(ChannelConfig& channel, const IniEntry& entry) {
-    const Found found = apply(CHANNEL_KEYS, channel, entry);
-    return found == Found::no ? apply(FAX_KEYS, channel.fax, entry) : found;
 }
 
 static void add_channels(BoardConfig& board, const ModulePlan& plan, const ChannelConfig& defaults) {
@@ -215,8 +80,8 @@ static void read_module(const IniSection& section, uint32_t number, BoardConfig&
     bool numbered = false;
     read_section(section, mistakes, [&](const IniEntry& entry) {
         numbered |= entry.key == "first_number";
-        const Found found = apply(MODULE_KEYS, plan, entry);
-        return found == Found::no ? read_channel_entry(defaults, entry) : found;
+        const Found found = take_module_entry(plan, entry);
+        return found == Found::no ? take_channel_entry(defaults, entry) : found;
     });
     if (!numbered) plan.first_number = DEFAULT_FIRST_NUMBER + plan.module.first_channel;
     if (const char* fault = module_fault(board, plan)) {
@@ -234,8 +99,8 @@ static void read_channel(const IniSection& section, uint32_t number, BoardConfig
         return;
     }
     read_section(section, mistakes, [&](const IniEntry& entry) {
-        const Found found = apply(CHANNEL_ONLY_KEYS, *channel, entry);
-        return found == Found::no ? read_channel_entry(*channel, entry) : found;
+        const Found found = take_numbering_entry(*channel, entry);
+        return found == Found::no ? take_channel_entry(*channel, entry) : found;
     });
 }
 
@@ -243,10 +108,7 @@ static void read_station(const IniSection& section, const std::string& name, Boa
     StationConfig station;
     station.section = name;
     station.name = name;
-    read_section(section, mistakes, [&](const IniEntry& entry) {
-        const Found found = apply(STATION_KEYS, station, entry);
-        return found == Found::no ? apply(FAX_KEYS, station.fax, entry) : found;
-    });
+    read_section(section, mistakes, [&](const IniEntry& entry) { return take_station_entry(station, entry); });
     if (!station.calls.empty() && station.file.empty()) {
         mistakes.push_back({section.line, "a station that calls needs a file"});
         station.calls.clear();
@@ -259,9 +121,9 @@ static void read_other(const IniSection& section, BoardConfig& board, Mistakes& 
     const std::string station = "station.";
     uint32_t number = 0;
     if (section.name == "board") {
-        read_section(section, mistakes, [&](const IniEntry& entry) { return apply(BOARD_KEYS, board, entry); });
+        read_section(section, mistakes, [&](const IniEntry& entry) { return take_board_entry(board, entry); });
     } else if (section.name == "log") {
-        read_section(section, mistakes, [&](const IniEntry& entry) { return apply(LOG_KEYS, board.log, entry); });
+        read_section(section, mistakes, [&](const IniEntry& entry) { return take_log_entry(board.log, entry); });
     } else if (section_number(section, "channel.", number)) {
         read_channel(section, number, board, mistakes);
     } else if (section.name.compare(0, station.size(), station) == 0) {

@@ -75,26 +75,27 @@ std::shared_ptr<FaxSession> make_session(Board& board, const SessionPlan& plan) 
     settings.sub_address = plan.fax.sub_address;
     if (session->sending) {
         session->document = prepare_document(plan.send_path, plan.first_page, plan.header);
-        session->pages = session->document.pages;
-        settings.send_path = session->document.file.path();
+        session->pages = session->document->pages;
+        settings.send_path = session->document->file.path();
     }
     session->engine = std::make_unique<FaxEngine>(settings, engine_events(board, *session));
     return session;
 }
 
 void attach_session(Board& board, Channel& channel, const std::shared_ptr<FaxSession>& session) {
+    const std::shared_ptr<Call> call = channel.call;
     session->reports = std::make_shared<ReportQueue>(channel.line);
     start_thread(board, [reports = session->reports] { reports->deliver_all(); });
+    link_audio(board, call);
+
     channel.session = session;
     channel.reception_failed = false;
-    const std::shared_ptr<Call> call = channel.call;
     const size_t side = side_of(*call, channel);
-    Side& other = call->sides[1 - side];
     call->sides[side].session = session;
     call->sides[side].expected = false;
-    // A far end that has had a session before will have another one.
+    // An end that has had a session before will have another one.
+    Side& other = call->sides[1 - side];
     if (other.channel != nullptr && other.session == nullptr) other.expected = true;
-    link_audio(board, call);
     call->changed.notify_all();
 }
 

@@ -22,7 +22,7 @@ struct FaxSession {
     uint32_t handled = 0;  // pages that the channel's calls have sent or fetched; theirs alone
 
     // The audio thread's, once the session is attached.
-    Document document;
+    std::optional<Document> document;  // that is sent
     std::unique_ptr<FaxEngine> engine;
     std::function<void(bool sent, const uint8_t* frame, size_t length)> observer;  // sees every T.30 frame first
 

@@ -38,6 +38,8 @@ void start_thread(Board& board, std::function<void()> body) {
     board.threads.emplace_back([body = std::move(body)] {
         try {
             body();
+        } catch (const Failure& failure) {
+            BOARD_LOG(LOG_ERROR, "a thread of the board has ended: " + failure.text);
         } catch (const std::exception& exception) {
             BOARD_LOG(LOG_ERROR, std::string("a thread of the board has ended: ") + exception.what());
         }

@@ -16,23 +16,6 @@ namespace softboard {
 constexpr Milliseconds TICK(100);
 constexpr int FRAMES_PER_TICK = 5;
 
-struct LinkEnd {
-    std::shared_ptr<FaxSession> session;  // that is being carried; null = silence
-    TrainingFault training;               // on what this end sends
-    HangUpDuringPage hang_up;
-    std::shared_ptr<FaxSession> taken_off;  // to be let go of without the lock
-};
-
-struct Link {
-    Board& board;
-    const std::shared_ptr<Call> call;
-    LinkEnd ends[2];
-    bool holding = false;
-    Clock::time_point held_since;
-    bool ticking = false;
-    Clock::time_point next_tick;
-};
-
 static const FaxConfig& fax_config(const Side& side) {
     return side.channel != nullptr ? side.channel->config.fax : side.station->fax;
 }
@@ -48,6 +31,30 @@ static uint32_t rate_limit(const Call& call) {
 static uint32_t hangup_page(const Side& side) {
     return side.station == nullptr ? 0 : side.station->hangup_page;
 }
+
+struct LinkEnd {
+    LinkEnd(const Call& call, size_t side)
+        : training(rate_limit(call)), hang_up(hangup_page(call.sides[side])), file(call.sides[side].station) {}
+
+    std::shared_ptr<FaxSession> session;  // that is being carried; null = silence
+    TrainingFault training;               // on what this end sends
+    HangUpDuringPage hang_up;
+    StationFile file;                       // of what this end receives, if it is a station
+    std::shared_ptr<FaxSession> taken_off;  // to be let go of without the lock
+};
+
+struct Link {
+    Link(Board& on, const std::shared_ptr<Call>& of)
+        : board(on), call(of), ends{LinkEnd(*of, CALLER), LinkEnd(*of, CALLED)} {}
+
+    Board& board;
+    const std::shared_ptr<Call> call;
+    LinkEnd ends[2];
+    bool holding = false;
+    Clock::time_point held_since;
+    bool ticking = false;
+    Clock::time_point next_tick;
+};
 
 // ---- which sessions are carried -----------------------------------------------------------------------------------
 
@@ -85,7 +92,7 @@ static void follow_sessions(Link& link) {
 static void let_go(LinkEnd& end) {
     if (end.taken_off == nullptr) return;
     end.taken_off->engine.reset();
-    end.taken_off->document = Document();
+    end.taken_off->document.reset();
     end.taken_off.reset();
 }
 
@@ -198,18 +205,15 @@ static void end_link(Link& link) {
     }
 }
 
+static void store_station_pages(Link& link) {
+    for (LinkEnd& end : link.ends) {
+        if (end.session != nullptr && !end.hang_up.is_due()) end.file.store_pages(link.board, *end.session);
+    }
+}
+
 static void carry_call(Board& board, const std::shared_ptr<Call>& call) {
-    const uint32_t limit = rate_limit(*call);
-    Link link{board,
-              call,
-              {{nullptr, TrainingFault(limit), HangUpDuringPage(hangup_page(call->sides[CALLER])), nullptr},
-               {nullptr, TrainingFault(limit), HangUpDuringPage(hangup_page(call->sides[CALLED])), nullptr}},
-              false,
-              {},
-              false,
-              {}};
+    Link link(board, call);
     begin_stations(link);
-    StationFile files[2];
     Guard guard(board.lock);
     while (call->state == CallState::connected) {
         follow_sessions(link);
@@ -217,9 +221,7 @@ static void carry_call(Board& board, const std::shared_ptr<Call>& call) {
         guard.unlock();
         for (LinkEnd& end : link.ends) let_go(end);
         carry_frames(link, frames);
-        for (size_t i = 0; i < 2; ++i) {
-            if (!link.ends[i].hang_up.is_due()) files[i].store_pages(board, call->sides[i], link.ends[i].session.get());
-        }
+        store_station_pages(link);
         guard.lock();
         let_stations_hang_up(link);
     }
@@ -228,9 +230,26 @@ static void carry_call(Board& board, const std::shared_ptr<Call>& call) {
     end_link(link);
 }
 
+// Out of memory: the call ends here, and nobody waits for a session that nothing carries.
+static void give_up(Board& board, const std::shared_ptr<Call>& call) {
+    const Guard guard(board.lock);
+    for (const Side& side : call->sides) {
+        if (side.session == nullptr) continue;
+        side.session->finished = true;
+        side.session->completion = T30_ERR_NOMEM;
+    }
+    hang_up(board, call, CALLED);
+}
+
 void link_audio(Board& board, const std::shared_ptr<Call>& call) {
     if (call->linked) return;
-    start_thread(board, [&board, call] { carry_call(board, call); });
+    start_thread(board, [&board, call] {
+        try {
+            carry_call(board, call);
+        } catch (const std::bad_alloc&) {
+            give_up(board, call);
+        }
+    });
     call->linked = true;
 }
 

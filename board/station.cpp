@@ -33,22 +33,22 @@ static std::string new_file_name(const StationConfig& station) {
     return station.folder + "\\" + station.section + stamp;
 }
 
-void StationFile::store(const StationConfig& station, const ReceivedPage& page) {
-    if (station.folder.empty()) return;
-    if (file_ == nullptr) file_ = open_tiff(new_file_name(station), "w+");
+void StationFile::store(const ReceivedPage& page) {
+    if (station_->folder.empty()) return;
+    if (file_ == nullptr) file_ = open_tiff(new_file_name(*station_), "w+");
     if (file_ == nullptr || !write_page(*file_, page, pages_++, nullptr, 0)) {
-        BOARD_LOG(LOG_ERROR, "station " + station.section + " cannot store a page in " + station.folder);
+        BOARD_LOG(LOG_ERROR, "station " + station_->section + " cannot store a page in " + station_->folder);
     }
 }
 
-void StationFile::store_pages(Board& board, const Side& side, FaxSession* session) {
-    if (side.station == nullptr || session == nullptr) return;
+void StationFile::store_pages(Board& board, FaxSession& session) {
+    if (station_ == nullptr) return;
     std::deque<ReceivedPage> pages;
     {
         const Guard guard(board.lock);
-        pages.swap(session->received);
+        pages.swap(session.received);
     }
-    for (const ReceivedPage& page : pages) store(*side.station, page);
+    for (const ReceivedPage& page : pages) store(page);
 }
 
 // ---- calling ------------------------------------------------------------------------------------------------------

@@ -8,7 +8,7 @@
 
 namespace softboard {
 
-struct Side;
+struct ReceivedPage;
 struct TiffFile;
 
 // The session of a station whose call is connected: sends its file when it has called, receives otherwise. Called
@@ -18,12 +18,14 @@ std::shared_ptr<FaxSession> make_station_session(Board& board, const StationConf
 // Where a station's received pages go: one file a call, STATION-yyyymmdd-hhmmss-mmm.tif in the station's folder.
 class StationFile {
   public:
-    // Writes what the session has received since. Does nothing for a channel's side. Called without the lock.
-    void store_pages(Board& board, const Side& side, FaxSession* session);
+    explicit StationFile(const StationConfig* station) : station_(station) {}  // null = a channel's end
+    // Writes what the station's session has received since. Called without the lock.
+    void store_pages(Board& board, FaxSession& session);
 
   private:
-    void store(const StationConfig& station, const struct ReceivedPage& page);
+    void store(const ReceivedPage& page);
 
+    const StationConfig* const station_;
     std::shared_ptr<TiffFile> file_;
     uint16_t pages_ = 0;
 };

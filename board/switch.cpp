@@ -28,6 +28,10 @@ static std::shared_ptr<Call> new_call(const Dialling& dialling) {
     return call;
 }
 
+static bool is_engaged(const Board& board, const StationConfig& station) {
+    return board.busy_stations.count(station.section) != 0;
+}
+
 static const StationConfig* find_station(const Board& board, const std::string& digits) {
     for (const StationConfig& station : board.config.stations) {
         if (station.number == digits) return &station;
@@ -59,7 +63,7 @@ static DialResult ring_channel(Board& board, Channel& called, const Dialling& di
 
 static DialResult ring_station(Board& board, const StationConfig& station, const Dialling& dialling,
                                std::shared_ptr<Call>& call) {
-    if (station.busy || board.busy_stations.count(station.section) != 0) return DialResult::busy;
+    if (station.busy || is_engaged(board, station)) return DialResult::busy;
     call = new_call(dialling);
     call->sides[CALLED].station = &station;
     place(board, call);
@@ -70,6 +74,8 @@ static DialResult ring_station(Board& board, const StationConfig& station, const
 
 DialResult dial(Board& board, const Dialling& dialling, std::shared_ptr<Call>& call) {
     BOARD_LOG(LOG_INFO, dialling.calling_number + " dials " + dialling.digits);
+    const StationConfig* const caller = dialling.caller.station;
+    if (caller != nullptr && is_engaged(board, *caller)) return DialResult::busy;
     const auto channel = board.by_phone.find(dialling.digits);
     if (channel != board.by_phone.end()) return ring_channel(board, *channel->second, dialling, call);
     const StationConfig* const station = find_station(board, dialling.digits);
@@ -90,7 +96,8 @@ void answer(Board& board, const std::shared_ptr<Call>& call) {
     notify(*call);
 }
 
-void hang_up(Board& board, const std::shared_ptr<Call>& call, size_t side) {
+// Holds the call itself: the caller's pointer may be one of those that are reset here.
+void hang_up(Board& board, const std::shared_ptr<Call> call, size_t side) {
     if (call->state == CallState::ended) return;
     const bool was_connected = call->state == CallState::connected;
     BOARD_LOG(LOG_INFO, (side == CALLER ? call->calling_number : call->called_number) + " hangs up");
@@ -107,12 +114,18 @@ void hang_up(Board& board, const std::shared_ptr<Call>& call, size_t side) {
     notify(*call);
 }
 
+// Nobody on the called line has heard it ring yet.
+static bool is_unheard(const Call& call, const Channel& channel) {
+    return call.state == CallState::ringing && side_of(call, channel) == CALLED && call.rings_taken == 0;
+}
+
 void clear_channel(Board& board, Channel& channel) {
     if (channel.session != nullptr) {
         break_session(channel, {KX_STATUS_USER_TERMINATED, 0});
         leave_session(channel);
     }
-    if (const std::shared_ptr<Call> call = channel.call) {
+    const std::shared_ptr<Call> call = channel.call;
+    if (call != nullptr && !is_unheard(*call, channel)) {
         hang_up(board, call, side_of(*call, channel));
         channel.call.reset();
     }

@@ -54,10 +54,10 @@ DialResult dial(Board& board, const Dialling& dialling, std::shared_ptr<Call>& c
 void answer(Board& board, const std::shared_ptr<Call>& call);
 
 // One end hangs up, or gives up calling. A connected far end keeps the released call until it hangs up itself.
-void hang_up(Board& board, const std::shared_ptr<Call>& call, size_t side);
+void hang_up(Board& board, std::shared_ptr<Call> call, size_t side);
 
-// Whatever the channel has of a call ends; it is idle afterwards. What the caller lets go of last, it lets go of
-// without the lock.
+// Ends the channel's session and call: it is idle afterwards. Only a call that rings unheard goes on ringing, so that
+// opening a line, which resets it, does not turn away who has just called it.
 void clear_channel(Board& board, Channel& channel);
 
 size_t side_of(const Call& call, const Channel& channel);
