@@ -66,5 +66,6 @@ static_assert(offsetof(TspCmdBlock, fax.dwAddHeader) == 132);
 static_assert(offsetof(TspCmdBlock, dwJobCommand) == 1084);
 static_assert(sizeof(TspCmdBlock) == 1088);
 
-// Names the event that completes a command when dwSignalEvent is set; "%p" of the key as Windows' C runtime writes it.
-constexpr wchar_t COMMAND_EVENT_NAME[] = L"HalvorsundEventForLine%016llX";
+// Names the event that completes a command when dwSignalEvent is set: qwEventKey as a pointer, in the form of Windows'
+// C runtime (16 upper-case digits).
+constexpr wchar_t COMMAND_EVENT_NAME[] = L"HalvorsundEventForLine%p";

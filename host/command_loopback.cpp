@@ -1,8 +1,7 @@
 // faxhost loopback: a fax from one line to another, and the comparison of what came with what was sent.
-#include <memory>
-
 #include "commands.h"
 #include "fax_file.h"
+#include "loopback_report.h"
 #include "own_process.h"
 #include "program.h"
 #include "session.h"
@@ -11,19 +10,8 @@
 
 namespace {
 
-// Both ends of one run, and what the comparison found.
-struct Loopback {
-    Transfer sent;
-    Transfer received;
-    std::vector<FaxPage> received_pages;
-    std::optional<std::string> stamp;
-    std::vector<PageComparison> comparisons;
-};
-
 // The software board numbers its channels from 100 unless told otherwise.
 constexpr DWORD FIRST_NUMBER = 100;
-// A real line needs this and more for a call; what is done sooner was done as fast as the processor goes.
-constexpr double REAL_TIME_SECONDS = 5;
 
 Failure number_of_line(const Session& session, DWORD dwDeviceID, std::string& number) {
     LineInfo info;
@@ -94,74 +82,6 @@ Failure run_both_ends(Session& session, const Numbers& numbers, Loopback& loopba
     return worse_of(sending, receiving);
 }
 
-std::string page_list(const std::vector<PageComparison>& comparisons) {
-    std::string list;
-    for (const PageComparison& comparison : comparisons) {
-        if (comparison.identical) list += (list.empty() ? "" : ", ") + std::to_string(comparison.page);
-    }
-    return list.empty() ? "none" : list;
-}
-
-void show_report(const Arguments& arguments, const Loopback& loopback) {
-    const FaxResult& sent = loopback.sent.result;
-    const FaxResult& received = loopback.received.result;
-    const std::string sent_result = kx_result_text(sent.status, sent.line_status);
-    const std::string received_result = kx_result_text(received.status, received.line_status);
-    const std::string stamp = loopback.stamp.value_or("none");
-    const std::string stamp_name = loopback.stamp ? fs_code_name(stamp_code(*loopback.stamp)) : "";
-    const bool real_time = sent.seconds >= REAL_TIME_SECONDS;
-
-    std::string text = format("pages     %u sent, %zu received\n", sent.progress.pages, loopback.received_pages.size());
-    text += format("rate      %lu bit/s\n", sent.progress.dwRate);
-    text += format("time      %.3f s from FAXSEND to the end notification%s\n", sent.seconds,
-                   real_time ? ", which is what T.30 takes on the line" : "");
-    text += "result    " + sent_result + " sending, " + received_result + " receiving\n";
-    text += "stamp     " + stamp + " " + stamp_name + "\n";
-    text += "file      " + arguments.files[1] + "\n";
-    for (const PageComparison& comparison : loopback.comparisons) {
-        if (!comparison.identical)
-            text += format("page %u    differs: %s\n", comparison.page, comparison.difference.c_str());
-    }
-    text += "identical: page " + page_list(loopback.comparisons);
-
-    std::vector<uint32_t> identical;
-    for (const PageComparison& comparison : loopback.comparisons) {
-        if (comparison.identical) identical.push_back(comparison.page);
-    }
-    JsonObject facts;
-    json_text(facts, "type", "loopback");
-    json_number(facts, "pages_sent", sent.progress.pages);
-    json_number(facts, "pages_received", static_cast<int64_t>(loopback.received_pages.size()));
-    json_number(facts, "rate", sent.progress.dwRate);
-    json_decimal(facts, "seconds", sent.seconds);
-    json_truth(facts, "real_time", real_time);
-    json_text(facts, "result_sending", sent_result);
-    json_text(facts, "result_receiving", received_result);
-    json_text(facts, "stamp", stamp);
-    json_text(facts, "stamp_name", stamp_name);
-    json_text(facts, "file", arguments.files[1]);
-    show(arguments, text, json_numbers(facts, "identical", identical));
-}
-
-// What has to be true besides the two results.
-Failure check_outcome(const Arguments& arguments, size_t pages, const Loopback& loopback) {
-    if (!loopback.stamp || stamp_code(*loopback.stamp) != fs_code_of(0, 0)) {
-        return {EXIT_FAX_FAILED, "FS_COMPLETED",
-                "the received file is not stamped with it, but with " + loopback.stamp.value_or("nothing"),
-                "look with --trace 1-4"};
-    }
-    for (const PageComparison& comparison : loopback.comparisons) {
-        if (!comparison.identical) {
-            return {EXIT_FAX_FAILED, "FS_FATAL_ERROR",
-                    format("page %u is not what was sent: %s", comparison.page, comparison.difference.c_str()),
-                    "compare " + arguments.files[0] + " with " + arguments.files[1]};
-        }
-    }
-    if (loopback.sent.result.progress.pages == pages) return {};
-    return {EXIT_FAX_FAILED, "FS_FATAL_ERROR",
-            format("%u of %zu pages were sent", loopback.sent.result.progress.pages, pages), "send again"};
-}
-
 Failure run_once(Session& session, const std::vector<FaxPage>& pages, const Numbers& numbers) {
     const Arguments& arguments = session.arguments;
     Loopback loopback;
@@ -170,9 +90,9 @@ Failure run_once(Session& session, const std::vector<FaxPage>& pages, const Numb
     loopback.stamp = fax_file_stamp(arguments.files[1]);
     const Failure unreadable = fax_file_read(arguments.files[1], loopback.received_pages);
     loopback.comparisons = fax_pages_compare(pages, loopback.received_pages, arguments.header_given);
-    show_report(arguments, loopback);
+    show_loopback(arguments, loopback);
     if (failure) return failure;
-    return unreadable ? unreadable : check_outcome(arguments, pages.size(), loopback);
+    return unreadable ? unreadable : loopback_failure(arguments, pages.size(), loopback);
 }
 
 void show_run(const Arguments& arguments, uint32_t run) {
@@ -180,19 +100,6 @@ void show_run(const Arguments& arguments, uint32_t run) {
     JsonObject facts;
     json_text(facts, "type", "run");
     show(arguments, format("run %u of %u", run, arguments.repeat), json_number(facts, "run", run));
-}
-
-void show_counts(const Arguments& arguments, const ProcessCounts& first, const ProcessCounts& last) {
-    JsonObject facts;
-    json_text(facts, "type", "counts");
-    json_number(facts, "handles_first", first.handles);
-    json_number(facts, "handles_last", last.handles);
-    json_number(facts, "threads_first", first.threads);
-    show(arguments,
-         format("handles   %lu after the first run, %lu after the last\nthreads   %lu after the first run, %lu after "
-                "the last",
-                first.handles, last.handles, first.threads, last.threads),
-         json_number(facts, "threads_last", last.threads));
 }
 
 }  // namespace
@@ -206,12 +113,12 @@ Failure command_loopback(const Arguments& arguments) {
     if (Failure failure = session_start(session)) return failure;
     Numbers numbers;
     if (Failure failure = find_numbers(session, numbers)) return failure;
+    const DWORD idle_threads = process_counts().threads;
     ProcessCounts first;
     for (uint32_t run = 1; run <= arguments.repeat; ++run) {
         show_run(arguments, run);
         if (Failure failure = run_once(session, pages, numbers)) return failure;
-        if (run == 1) first = process_counts();
+        if (run == 1) first = settled_counts(idle_threads);
     }
-    if (arguments.repeat > 1) show_counts(arguments, first, process_counts());
-    return {};
+    return arguments.repeat == 1 ? Failure() : compare_counts(arguments, first, settled_counts(idle_threads));
 }

@@ -78,6 +78,12 @@ Patience endless_patience(HANDLE stop) {
     return {UINT64_MAX, stop};
 }
 
+bool stopped_within(DWORD milliseconds, HANDLE stop) {
+    if (stop) return WaitForSingleObject(stop, milliseconds) == WAIT_OBJECT_0;
+    Sleep(milliseconds);
+    return false;
+}
+
 Taken queue_take(EventQueue& queue, const EventMatch& match, const Patience& patience, TapiEvent& event) {
     const HANDLE handles[] = {queue.arrived.get(), patience.stop};
     const DWORD count = patience.stop ? 2 : 1;

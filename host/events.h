@@ -42,6 +42,9 @@ struct Patience {
 Patience patience(DWORD milliseconds, HANDLE stop = nullptr);
 Patience endless_patience(HANDLE stop);
 
+// True when `stop` (may be null) is set within so many milliseconds; else they have passed.
+bool stopped_within(DWORD milliseconds, HANDLE stop);
+
 enum class Taken { event, timeout, stopped };
 using EventMatch = std::function<bool(const TapiEvent&)>;
 

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 
 #include "call.h"
-#include "command_block.h"
 #include "line.h"
 #include "segment.h"
 
@@ -45,8 +45,8 @@ struct StatusReader {
     SRWLOCK lock = SRWLOCK_INIT;
     FaxSegment segment;
     bool tried = false;
-    uint32_t error = 0;           // Windows error of the segment's opening
-    std::vector<uint32_t> units;  // known to belong to a line
+    uint32_t error = 0;               // Windows error of the segment's opening
+    std::map<DWORD, uint32_t> units;  // records that are known, by device ID; a channel keeps its unit
 };
 
 // Opens the segment if that has not been tried. A reader that has none is no failure: jobs go on, their page counts
@@ -54,11 +54,7 @@ struct StatusReader {
 uint32_t status_reader_open(StatusReader& reader);
 
 // Runs one job from TIFFOPEN to TIFFCLOSE on a line whose call is connected. Blocks until the job has ended; `stop`
-// (may be null) aborts it, and its result is then that of an aborted job. A failure means that the job never ran; how
-// it ran is in `result`.
+// (may be null) aborts it, and its result is then that of an aborted job. What the job came to is in `result`; a
+// failure is that of a command around it: the file cannot be opened or finished, the job does not start or end.
 Failure fax_job_run(Line& line, const FaxJob& job, StatusReader& reader, const ProgressObserver& observer, HANDLE stop,
                     FaxResult& result);
-
-// Sends one command and waits for it to be finished. The failure is the provider's LINEERR_*; what the command itself
-// came to is in the block.
-Failure command_send(Line& line, Completion completion, TspCmdBlock& block);

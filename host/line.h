@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "events.h"
@@ -29,11 +28,10 @@ struct Line {
     const Provider* provider = nullptr;
     DWORD dwDeviceID = 0;
     HTAPILINE htLine = nullptr;
-    HDRVLINE hdLine = nullptr;     // null while closed
-    HDRVCALL hdCall = nullptr;     // null while there is no call
-    ULONGLONG free_since = 0;      // GetTickCount64 of the opening, or of the end of the last call
-    ULONGLONG last_ring = 0;       // GetTickCount64 of the last ring of an incoming call
-    std::optional<uint32_t> unit;  // its record in the shared segment, once known
+    HDRVLINE hdLine = nullptr;  // null while closed
+    HDRVCALL hdCall = nullptr;  // null while there is no call
+    ULONGLONG free_since = 0;   // GetTickCount64 of the opening, or of the end of the last call
+    ULONGLONG last_ring = 0;    // GetTickCount64 of the last ring of an incoming call
     EventQueue queue;
 };
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 static constexpr ULONG_PTR HIGHEST_HANDLE = 0x4000;
+static constexpr DWORD SETTLING_TIME = 1000;  // milliseconds
 
 static unsigned __stdcall run_body(void* argument) {
     const std::unique_ptr<std::function<void()>> body(static_cast<std::function<void()>*>(argument));
@@ -57,4 +58,9 @@ bool wait_for_threads(DWORD count, DWORD timeout) {
         Sleep(10);
     }
     return true;
+}
+
+ProcessCounts settled_counts(DWORD threads) {
+    wait_for_threads(threads, SETTLING_TIME);
+    return process_counts();
 }

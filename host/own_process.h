@@ -29,5 +29,9 @@ struct ProcessCounts {
 
 ProcessCounts process_counts();
 
+// The same, once there are no more than `threads` left or a second has passed: a thread that is done takes a moment to
+// go.
+ProcessCounts settled_counts(DWORD threads);
+
 // Waits until the process has at most `count` threads; false when `timeout` milliseconds passed first.
 bool wait_for_threads(DWORD count, DWORD timeout);

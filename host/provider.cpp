@@ -134,9 +134,9 @@ std::wstring default_provider_path() {
 }
 
 Failure provider_start(Provider& provider, const ProviderOptions& options) {
-    if (Failure failure = keep_others_out(provider)) return failure;
     provider.threads_before = process_counts().threads;
     if (Failure failure = load(provider, options.path)) return failure;
+    if (Failure failure = keep_others_out(provider)) return failure;
     return initialise(provider, options.dwLineDeviceIDBase);
 }
 

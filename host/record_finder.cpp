@@ -24,12 +24,16 @@ static bool fits(const RecordFinder& finder, const FaxStatusBlock& record) {
     return status.caller_id == finder.caller_id;
 }
 
-std::optional<uint32_t> finder_look(const RecordFinder& finder, const std::vector<uint32_t>& taken) {
+static bool is_taken(uint32_t unit, const std::map<unsigned long, uint32_t>& taken) {
+    return std::any_of(taken.begin(), taken.end(), [unit](const auto& entry) { return entry.second == unit; });
+}
+
+std::optional<uint32_t> finder_look(const RecordFinder& finder, const std::map<unsigned long, uint32_t>& taken) {
     std::optional<uint32_t> found;
     for (uint32_t unit = 0; unit < FAX_RECORD_COUNT; ++unit) {
         const FaxStatusBlock& now = finder.segment->records[unit];
         if (!body_differs(now, finder.before[unit]) || !fits(finder, now)) continue;
-        if (std::find(taken.begin(), taken.end(), unit) != taken.end()) continue;
+        if (is_taken(unit, taken)) continue;
         if (found) return std::nullopt;
         found = unit;
     }

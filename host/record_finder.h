@@ -4,10 +4,11 @@
 // channel number needs to be equal to it. What is known is when a line's record changes: before each progress
 // notification of its job. So the line's record is the one whose body differs from what it was when the job began,
 // carries numbers if the line received and none if it sent, and is not known to be another line's. As long as several
-// fit, none is taken; the next notification decides. Once found, a unit stays the line's for as long as it is open.
+// fit, none is taken; the next notification decides. Once found, a unit is the line's for good.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,6 @@ struct RecordFinder {
 // To be called before the job starts.
 void finder_begin(RecordFinder& finder, const FaxSegment& segment, bool receiving, const std::string& caller_id);
 
-// The unit of the line whose job has just told of progress, if it can be told from the others. `taken` are units of
-// other lines.
-std::optional<uint32_t> finder_look(const RecordFinder& finder, const std::vector<uint32_t>& taken);
+// The unit of the line whose job has just told of progress, if it can be told from the others. `taken` are the units of
+// other lines, by device ID.
+std::optional<uint32_t> finder_look(const RecordFinder& finder, const std::map<unsigned long, uint32_t>& taken);

@@ -43,7 +43,7 @@ Failure run_job(Session& session, Line& line, const FaxJob& job, HANDLE stop, Tr
     transfer.job_ran = true;
     const FaxResult& result = transfer.result;
     if (result.status == 0) return {};
-    if (stop && WaitForSingleObject(stop, 0) == WAIT_OBJECT_0) return interrupted_failure();
+    if (stopped_within(0, stop)) return interrupted_failure();
     return job_failure(result.status, result.line_status,
                        format("%s on line %lu (%u pages went through)", job.receiving ? "receiving" : "sending",
                               line.dwDeviceID, result.progress.pages));
