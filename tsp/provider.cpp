@@ -201,23 +201,21 @@ LONG reset_channels() {
 
 }  // namespace
 
-// A negative result of the loader's questions would do harm; 0x80000048 is taken as success like TRUE.
+// Threads come and go without the fault guard: it keeps a record a thread, which would be made anew behind the end of a
+// thread and never go. 0x80000048 is not zero, so that the loader takes it as success like TRUE.
 extern "C" BOOL WINAPI DllMain(HINSTANCE hinstDLL, DWORD reason, LPVOID) {
-    const bool done = completes([&] {
-        switch (reason) {
-            case DLL_PROCESS_ATTACH:
-                globals.ghInstance = hinstDLL;
-                break;
-            case DLL_PROCESS_DETACH:
-            case DLL_THREAD_ATTACH:
-            case DLL_THREAD_DETACH:
-                break;
-            default:
-                debug_print("TSP:DLL_OTHER\n");
-                break;
-        }
-    });
-    if (done) return TRUE;
+    switch (reason) {
+        case DLL_PROCESS_ATTACH:
+            globals.ghInstance = hinstDLL;
+            return TRUE;
+        case DLL_PROCESS_DETACH:
+        case DLL_THREAD_ATTACH:
+        case DLL_THREAD_DETACH:
+            return TRUE;
+        default:
+            break;
+    }
+    if (completes([] { debug_print("TSP:DLL_OTHER\n"); })) return TRUE;
     debug_print("TSP:DLLMain catch\n");
     return static_cast<BOOL>(LINEERR_OPERATIONFAILED);
 }
