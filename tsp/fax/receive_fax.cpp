@@ -168,7 +168,6 @@ Reception receive(const FaxThreadArgs& args) {
 
 void report_end(LineRec* pLine, const Reception& reception) {
     const KXResult& result = reception.result;
-    install_report_handler(pLine, nullptr);
     TRACE(TRACE_INFO, reception.failed ? "Thread_Receive_Fax() -> Done, with ERRORS occurred"
                                        : "Thread_Receive_Fax() -> Done, no errors");
     Send_CallDevSpecific(pLine, NOTIFY_JOB_ENDED, result.status, result.line_status);

@@ -99,7 +99,6 @@ KXResult transmit(const FaxThreadArgs& args) {
 }
 
 void report_end(LineRec* pLine, const KXResult& result) {
-    install_report_handler(pLine, nullptr);
     const bool failed = result.status != KX_STATUS_OK;
     TRACE(TRACE_INFO, failed ? "Thread_Send_Fax -> Done, errors occurred" : "Thread_Send_Fax -> Done, no errors");
     Send_CallDevSpecific(pLine, NOTIFY_JOB_ENDED, result.status, result.line_status);
