@@ -54,15 +54,13 @@ TEST_P(SetupFailure, IsReportedAndTheCallIsOver) {
     EXPECT_TRUE(holds_no(driver_calls(), "DornCallWaitForComplete(<*>"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Unavailable, SetupFailure,
-                         testing::Values(Outcome{3, 0, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 257, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 260, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 262, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 264, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 267, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 339, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 0xFFFFFFFF, "DISCONNECTED", kUnavailable}));
+INSTANTIATE_TEST_SUITE_P(
+    Unavailable, SetupFailure,
+    testing::Values(Outcome{3, 0, "DISCONNECTED", kUnavailable}, Outcome{3, 257, "DISCONNECTED", kUnavailable},
+                    Outcome{3, 260, "DISCONNECTED", kUnavailable}, Outcome{3, 262, "DISCONNECTED", kUnavailable},
+                    Outcome{3, 264, "DISCONNECTED", kUnavailable}, Outcome{3, 267, "DISCONNECTED", kUnavailable},
+                    Outcome{3, 339, "DISCONNECTED", kUnavailable},
+                    Outcome{3, 0xFFFFFFFF, "DISCONNECTED", kUnavailable}));
 INSTANTIATE_TEST_SUITE_P(NoDialTone, SetupFailure,
                          testing::Values(Outcome{3, 258, "DISCONNECTED", kNoDialTone},
                                          Outcome{3, 259, "DISCONNECTED", kNoDialTone},
@@ -98,30 +96,21 @@ INSTANTIATE_TEST_SUITE_P(SpecialInformation, CallOutcome,
                                          Outcome{0, 329, "SPECIALINFO", LINESPECIALINFO_CUSTIRREG},
                                          Outcome{0, 330, "SPECIALINFO", LINESPECIALINFO_REORDER},
                                          Outcome{0, 331, "SPECIALINFO", LINESPECIALINFO_NOCIRCUIT}));
-INSTANTIATE_TEST_SUITE_P(AnyOtherCause, CallOutcome,
-                         testing::Values(Outcome{0, 0, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 300, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 304, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 307, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 310, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 324, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 326, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 328, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 332, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 338, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 340, "DISCONNECTED", kUnavailable},
-                                         Outcome{0, 258, "DISCONNECTED", kUnavailable}));
-INSTANTIATE_TEST_SUITE_P(OtherStatus, CallOutcome,
-                         testing::Values(Outcome{4, 3, "DISCONNECTED", kNoDialTone},
-                                         Outcome{4, 2, "DISCONNECTED", kUnavailable},
-                                         Outcome{4, 4, "DISCONNECTED", kUnavailable},
-                                         Outcome{4, 301, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 3, "DISCONNECTED", kUnavailable},
-                                         Outcome{3, 258, "DISCONNECTED", kUnavailable},
-                                         Outcome{1, 339, "DISCONNECTED", kUnavailable},
-                                         Outcome{2, 301, "DISCONNECTED", kUnavailable},
-                                         Outcome{6, 339, "DISCONNECTED", kUnavailable},
-                                         Outcome{7, 339, "DISCONNECTED", kUnavailable}));
+INSTANTIATE_TEST_SUITE_P(
+    AnyOtherCause, CallOutcome,
+    testing::Values(Outcome{0, 0, "DISCONNECTED", kUnavailable}, Outcome{0, 300, "DISCONNECTED", kUnavailable},
+                    Outcome{0, 304, "DISCONNECTED", kUnavailable}, Outcome{0, 307, "DISCONNECTED", kUnavailable},
+                    Outcome{0, 310, "DISCONNECTED", kUnavailable}, Outcome{0, 324, "DISCONNECTED", kUnavailable},
+                    Outcome{0, 326, "DISCONNECTED", kUnavailable}, Outcome{0, 328, "DISCONNECTED", kUnavailable},
+                    Outcome{0, 332, "DISCONNECTED", kUnavailable}, Outcome{0, 338, "DISCONNECTED", kUnavailable},
+                    Outcome{0, 340, "DISCONNECTED", kUnavailable}, Outcome{0, 258, "DISCONNECTED", kUnavailable}));
+INSTANTIATE_TEST_SUITE_P(
+    OtherStatus, CallOutcome,
+    testing::Values(Outcome{4, 3, "DISCONNECTED", kNoDialTone}, Outcome{4, 2, "DISCONNECTED", kUnavailable},
+                    Outcome{4, 4, "DISCONNECTED", kUnavailable}, Outcome{4, 301, "DISCONNECTED", kUnavailable},
+                    Outcome{3, 3, "DISCONNECTED", kUnavailable}, Outcome{3, 258, "DISCONNECTED", kUnavailable},
+                    Outcome{1, 339, "DISCONNECTED", kUnavailable}, Outcome{2, 301, "DISCONNECTED", kUnavailable},
+                    Outcome{6, 339, "DISCONNECTED", kUnavailable}, Outcome{7, 339, "DISCONNECTED", kUnavailable}));
 
 class LineStateAtTheAnswer : public OutgoingCall, public testing::WithParamInterface<uint32_t> {};
 
@@ -148,18 +137,19 @@ TEST_F(OutgoingCall, ThatFailedIsClearedWithTheLockHeld) {
     worker_ends();
     Lines whole = lines(of_out_call_thread(handshake()));
     auto outcome = std::find(whole.begin(), whole.end(), "LINE_CALLSTATE(HTLINE1, HTCALL1, BUSY, 0x1, 0x20)");
-    EXPECT_PRED2(read_alike, Lines(outcome, whole.end()), (Lines{
-                                                              "LINE_CALLSTATE(HTLINE1, HTCALL1, BUSY, 0x1, 0x20)",
-                                                              "ReleaseMutex(LOCK)",
-                                                              "WaitForSingleObject(LOCK, INFINITE)",
-                                                              "DornLineTerminateCallISDN(CHAN4)",
-                                                              "DornLineReset(CHAN4, <*>",
-                                                              "WaitForSingleObject(LOCK, INFINITE)",
-                                                              "LINE_CALLSTATE(HTLINE1, HTCALL1, IDLE, 0x0, 0x20)",
-                                                              "ReleaseMutex(LOCK)",
-                                                              "SetEvent(WORKER_IDLE)",
-                                                              "ReleaseMutex(LOCK)",
-                                                          }));
+    EXPECT_PRED2(read_alike, Lines(outcome, whole.end()),
+                 (Lines{
+                     "LINE_CALLSTATE(HTLINE1, HTCALL1, BUSY, 0x1, 0x20)",
+                     "ReleaseMutex(LOCK)",
+                     "WaitForSingleObject(LOCK, INFINITE)",
+                     "DornLineTerminateCallISDN(CHAN4)",
+                     "DornLineReset(CHAN4, <*>",
+                     "WaitForSingleObject(LOCK, INFINITE)",
+                     "LINE_CALLSTATE(HTLINE1, HTCALL1, IDLE, 0x0, 0x20)",
+                     "ReleaseMutex(LOCK)",
+                     "SetEvent(WORKER_IDLE)",
+                     "ReleaseMutex(LOCK)",
+                 }));
 }
 
 TEST_F(OutgoingCall, ThatFailedSendsNoNumberOfCalls) {

@@ -43,8 +43,8 @@ class CloseOfABusyLine : public CloseCall {
   protected:
     // The worker could be gone after the first alert of a close, before anybody looks whether it is busy. Here it hears
     // only the second one, which is the drop's.
-    void place_call_that_misses_the_first_alert(const std::function<int(DornAlertRecord*)>& second =
-                                                    ScriptedDriver::usual().DornLineAlert) {
+    void place_call_that_misses_the_first_alert(
+        const std::function<int(DornAlertRecord*)>& second = ScriptedDriver::usual().DornLineAlert) {
         place_call_that_lasts();
         first_alert_missed = false;
         driver.on.DornLineAlert = [this, second](DornAlertRecord* record) {
@@ -61,28 +61,19 @@ class CloseOfABusyLine : public CloseCall {
     std::atomic<bool> first_alert_missed = false;
 };
 
-// How the request of a drop is recognised among the allocations of the thread that closes.
-std::function<bool(const Allocation&)> drop_requests_of(DWORD thread) {
-    return [thread](const Allocation& allocation) { return allocation.size == 16 && GetCurrentThreadId() == thread; };
-}
-
-const char* const kDidYouKnow = "[4] !!!!!! Did you know !!!!!!!!!";
-
 // The end of every close, once the line is still.
 const Lines kHandedBack = {
-    "ReleaseMutex(LOCK)",
-    "DornLineReset(CHAN4, <*>",
-    "WaitForSingleObject(LOCK, INFINITE)",
-    "SetEvent(RING_DET_WAIT)",
-    "SetEvent(RING_DET_WAIT)",
-    "ReleaseMutex(LOCK)",
+    "ReleaseMutex(LOCK)",      "DornLineReset(CHAN4, <*>", "WaitForSingleObject(LOCK, INFINITE)",
+    "SetEvent(RING_DET_WAIT)", "SetEvent(RING_DET_WAIT)",  "ReleaseMutex(LOCK)",
 };
 
 }  // namespace
 
 // ---- nothing to do --------------------------------------------------------------------------------------------------
 
-TEST_F(CloseCall, LeavesALineWithoutACallAlone) { expect_nothing_to_do(kNoCall); }
+TEST_F(CloseCall, LeavesALineWithoutACallAlone) {
+    expect_nothing_to_do(kNoCall);
+}
 
 TEST_F(CloseCall, NeedsAValidHandle) {
     EXPECT_EQ(tsp.TSPI_lineCloseCall(nullptr), failed(LINEERR_INVALCALLHANDLE));
@@ -109,8 +100,9 @@ TEST_F(CloseCall, LeavesACallAloneThatCameWhileTheLineIsClosing) {
     Gate between_alerts;
     between_alerts.close();
     windows.objects.on_wait = [&](HANDLE, DWORD milliseconds) -> std::optional<DWORD> {
+        const bool unheard = deaf;
         if (milliseconds == 1000) between_alerts.pass();
-        if (deaf && (milliseconds == 1000 || milliseconds == 500)) return WAIT_TIMEOUT;
+        if (unheard && (milliseconds == 1000 || milliseconds == 500)) return WAIT_TIMEOUT;
         return std::nullopt;
     };
     HDRVLINE closing_line = line(0);
@@ -402,16 +394,17 @@ TEST_F(CloseOfABusyLine, ReportsThatThereIsNoMemoryAndNeverClosesTheCall) {
     windows.memory.fails = drop_requests_of(GetCurrentThreadId());
     EXPECT_EQ(close_call(), failed(LINEERR_NOMEM));
     windows.memory.fails = nullptr;
-    EXPECT_TRUE(reads(on_this_thread(all_of(WINDOWS | EVENT_LOG | DRIVER | EVENT)
-                                         .only({"<*>LOCK<*>", "event log(<*>", "Dorn<*>", "LINE_<*>"})),
-                      {
-                          "WaitForSingleObject(LOCK, INFINITE)",
-                          "DornLineAlert(unit=14)",
-                          "ReleaseMutex(LOCK)",
-                          "WaitForSingleObject(LOCK, INFINITE)",
-                          "ReleaseMutex(LOCK)",
-                          "event log(category=3, 0xC0000008, \"\")",
-                      }));
+    EXPECT_TRUE(reads(
+        on_this_thread(
+            all_of(WINDOWS | EVENT_LOG | DRIVER | EVENT).only({"<*>LOCK<*>", "event log(<*>", "Dorn<*>", "LINE_<*>"})),
+        {
+            "WaitForSingleObject(LOCK, INFINITE)",
+            "DornLineAlert(unit=14)",
+            "ReleaseMutex(LOCK)",
+            "WaitForSingleObject(LOCK, INFINITE)",
+            "ReleaseMutex(LOCK)",
+            "event log(category=3, 0xC0000008, \"\")",
+        }));
     EXPECT_TRUE(holds(traces(), "[17] <*>TSPI_lineCloseCall(-2147483580) Failed"));
     EXPECT_TRUE(holds_no(traces(), "<*>called report_event with error"));
     // As far as the provider knows another thread is closing the call.
@@ -447,12 +440,8 @@ TEST_F(CloseCall, CatchesAnExceptionUnderTheLockAndGivesItBack) {
         if (throwing) throw 1;
         return ScriptedDriver::usual().DornLineUnitGet(line);
     };
-    SetLastError(0);
-    EXPECT_EQ(close_call(), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineCloseCall: Exception"));
-    EXPECT_TRUE(reads(windows_calls().only({"<*>LOCK<*>"}),
-                      {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineCloseCall", [this] { return close_call(); }));
+    EXPECT_TRUE(lock_is_given_back());
     throwing = false;
     Call again([this] { return close_call(); });
     EXPECT_EQ(again.result(), 0);
@@ -464,12 +453,8 @@ TEST_F(CloseCall, CatchesAnExceptionOfTheReset) {
     take_call(0);
     new_chapter();
     driver.on.DornLineReset = [](DornLine*, DornResetRecord*) -> int { throw 1; };
-    SetLastError(0);
-    EXPECT_EQ(close_call(), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineCloseCall: Exception"));
-    EXPECT_EQ(count(on_this_thread(windows_calls()), "WaitForSingleObject(LOCK, INFINITE)"),
-              count(on_this_thread(windows_calls()), "ReleaseMutex(LOCK)"));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineCloseCall", [this] { return close_call(); }));
+    EXPECT_TRUE(lock_is_given_back());
     driver.on.DornLineReset = ScriptedDriver::usual().DornLineReset;
     free_the_line();
 }

@@ -16,7 +16,9 @@ class DialString : public LineFixture {
     }
 };
 
-std::string setup(const std::string& number) { return "DornCallSetup(CHAN4, \"" + number + "\")"; }
+std::string setup(const std::string& number) {
+    return "DornCallSetup(CHAN4, \"" + number + "\")";
+}
 
 const wchar_t* const kPrefixAndBlanks = L"T 555  1234";
 
@@ -65,6 +67,10 @@ struct Rewriting {
     const char* dialled;
 };
 
+void PrintTo(const Rewriting& rewriting, std::ostream* out) {
+    *out << '"' << narrow(rewriting.given) << '"';
+}
+
 class RewrittenDialString : public DialString, public testing::WithParamInterface<Rewriting> {};
 
 }  // namespace
@@ -75,9 +81,10 @@ TEST_P(RewrittenDialString, ReachesTheDriver) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Prefix, RewrittenDialString,
-                         testing::Values(Rewriting{L"T555", "555"}, Rewriting{L"t555", "555"}, Rewriting{L"P555", "555"},
-                                         Rewriting{L"p555", "555"}, Rewriting{L"TP555", "P555"},
-                                         Rewriting{L" T555", "T555"}, Rewriting{L"5T5", "5T5"}, Rewriting{L"T", ""}));
+                         testing::Values(Rewriting{L"T555", "555"}, Rewriting{L"t555", "555"},
+                                         Rewriting{L"P555", "555"}, Rewriting{L"p555", "555"},
+                                         Rewriting{L"TP555", "P555"}, Rewriting{L" T555", "T555"},
+                                         Rewriting{L"5T5", "5T5"}, Rewriting{L"T", ""}));
 // Each blank goes, and the character that takes its place is stepped over.
 INSTANTIATE_TEST_SUITE_P(Blanks, RewrittenDialString,
                          testing::Values(Rewriting{L"5 5 5", "555"}, Rewriting{L"5  5", "5 5"},
@@ -90,7 +97,9 @@ INSTANTIATE_TEST_SUITE_P(OtherCharacters, RewrittenDialString,
 
 // ---- length ---------------------------------------------------------------------------------------------------------
 
-TEST_F(DialString, IsCutAt255Characters) { EXPECT_EQ(dialled(std::wstring(300, L'7')), setup(std::string(255, '7'))); }
+TEST_F(DialString, IsCutAt255Characters) {
+    EXPECT_EQ(dialled(std::wstring(300, L'7')), setup(std::string(255, '7')));
+}
 
 TEST_F(DialString, IsACompleteOneWhenItIsEmpty) {
     EXPECT_EQ(dialled(L""), setup(""));
@@ -126,7 +135,9 @@ TEST_F(DialString, EndsAtASemicolonWhenMoreIsToFollow) {
                       }));
 }
 
-TEST_F(DialString, IsCutAtTheFirstSemicolon) { EXPECT_EQ(dialled(L"5;5;5"), setup("5")); }
+TEST_F(DialString, IsCutAtTheFirstSemicolon) {
+    EXPECT_EQ(dialled(L"5;5;5"), setup("5"));
+}
 
 TEST_F(DialString, MayBeASemicolonAlone) {
     EXPECT_EQ(dialled(L";"), setup(""));
@@ -146,6 +157,10 @@ struct Refusal {
     const wchar_t* number;
     DWORD error;
 };
+
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+    *out << '"' << narrow(refusal.number) << '"';
+}
 
 class RefusedDialString : public DialString, public testing::WithParamInterface<Refusal> {};
 

@@ -19,9 +19,6 @@ class Dial : public LineFixture {
 
 class DialWithoutSuchACall : public LineFixture {};
 
-// How the record of a request is recognised among the allocations: it holds the parameters of the call.
-bool is_request(const Allocation& allocation) { return allocation.size > 176 && allocation.size < 256; }
-
 }  // namespace
 
 TEST_F(Dial, CompletesTheRequestAtOnceWithoutAnAlert) {
@@ -130,8 +127,8 @@ TEST_F(DialWithoutSuchACall, NeedsAValidHandle) {
 
 TEST_F(DialWithoutSuchACall, NeedsACall) {
     EXPECT_EQ(dial(L"1"), failed(LINEERR_INVALCALLHANDLE));
-    EXPECT_TRUE(reads(story(), {"[16] " + kNoCall + "TSPI_lineDial",
-                                "[17] " + kNoCall + "TSPI_lineDial(-2147483624) Failed"}));
+    EXPECT_TRUE(
+        reads(story(), {"[16] " + kNoCall + "TSPI_lineDial", "[17] " + kNoCall + "TSPI_lineDial(-2147483624) Failed"}));
     EXPECT_TRUE(reads(handshake(), {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
 }
 
@@ -139,8 +136,8 @@ TEST_F(DialWithoutSuchACall, IsNotForAnIncomingCall) {
     take_call(0);
     new_chapter();
     EXPECT_EQ(dial(L"1"), failed(LINEERR_INUSE));
-    EXPECT_TRUE(reads(story(), {"[16] " + kCall + "TSPI_lineDial",
-                                "[17] " + kCall + "TSPI_lineDial(-2147483633) Failed"}));
+    EXPECT_TRUE(
+        reads(story(), {"[16] " + kCall + "TSPI_lineDial", "[17] " + kCall + "TSPI_lineDial(-2147483633) Failed"}));
     EXPECT_TRUE(reads(handshake(), {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
 }
 
@@ -148,8 +145,8 @@ TEST_F(DialWithoutSuchACall, IsTooEarlyWhileTheCallIsBeingSetUp) {
     place_call_that_lasts();
     new_chapter();
     EXPECT_EQ(dial(L"1"), failed(LINEERR_INVALCALLSTATE));
-    EXPECT_TRUE(reads(story(), {"[16] " + kCall + "TSPI_lineDial",
-                                "[17] " + kCall + "TSPI_lineDial(-2147483620) Failed"}));
+    EXPECT_TRUE(
+        reads(story(), {"[16] " + kCall + "TSPI_lineDial", "[17] " + kCall + "TSPI_lineDial(-2147483620) Failed"}));
     EXPECT_TRUE(reads(handshake(), {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
     driver.release(4);
     worker_ends();
@@ -170,7 +167,7 @@ TEST_F(Dial, RefusesCharactersAndLeavesTheCallAsItIs) {
 }
 
 TEST_F(Dial, ReportsThatThereIsNoMemoryForTheRequest) {
-    windows.memory.fails = is_request;
+    windows.memory.fails = is_call_request;
     EXPECT_EQ(dial(L"1234"), failed(LINEERR_NOMEM));
     EXPECT_TRUE(reads(all_of(WINDOWS | EVENT_LOG | COMPLETION | DRIVER)
                           .only({"<*>LOCK<*>", "SetEvent(<*>", "ResetEvent(<*>", "event log(<*>", "completion<*>"}),
@@ -187,7 +184,7 @@ TEST_F(Dial, ReportsThatThereIsNoMemoryForTheRequest) {
 }
 
 TEST_F(Dial, SaysWhenTheLackOfMemoryCannotBeReported) {
-    windows.memory.fails = is_request;
+    windows.memory.fails = is_call_request;
     windows.event_log.takes_entries = false;
     EXPECT_EQ(dial(L"1234"), failed(LINEERR_NOMEM));
     EXPECT_TRUE(holds(traces(), "[4] tspi_linedial called report_event with error"));
@@ -195,11 +192,7 @@ TEST_F(Dial, SaysWhenTheLackOfMemoryCannotBeReported) {
 
 TEST_F(Dial, CatchesAnExceptionOfTheCompletionAndGivesTheLockBack) {
     tapi.on_completion = [](DRV_REQUESTID, LONG) { throw 1; };
-    SetLastError(0);
-    EXPECT_EQ(dial(L"1234"), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineDial: Exception"));
-    EXPECT_TRUE(reads(on_this_thread(windows_calls()).only({"<*>LOCK<*>"}),
-                      {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineDial", [this] { return dial(L"1234"); }));
+    EXPECT_TRUE(lock_is_given_back());
     worker_ends();
 }

@@ -17,9 +17,6 @@ class MakeCall : public LineFixture {
     }
 };
 
-// How the record of a request is recognised among the allocations: it holds the parameters of the call.
-bool is_request(const Allocation& allocation) { return allocation.size > 176 && allocation.size < 256; }
-
 constexpr int kAttempts = 5;
 
 }  // namespace
@@ -127,11 +124,16 @@ TEST_F(MakeCall, FinishesAConnectedCallUnderTheLock) {
     EXPECT_TRUE(reads(of_out_call_thread(handshake().without({"DornCall<*>", "DornLineCC<*>", "LINE_CALLSTATE(<*>"})),
                       {
                           // around the two call states on the way, the state of the line, and the two at its end
-                          "WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)",
-                          "WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)",
-                          "WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)",
-                          "WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)",
-                          "WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)",
+                          "WaitForSingleObject(LOCK, INFINITE)",
+                          "ReleaseMutex(LOCK)",
+                          "WaitForSingleObject(LOCK, INFINITE)",
+                          "ReleaseMutex(LOCK)",
+                          "WaitForSingleObject(LOCK, INFINITE)",
+                          "ReleaseMutex(LOCK)",
+                          "WaitForSingleObject(LOCK, INFINITE)",
+                          "ReleaseMutex(LOCK)",
+                          "WaitForSingleObject(LOCK, INFINITE)",
+                          "ReleaseMutex(LOCK)",
                           // the end
                           "WaitForSingleObject(LOCK, INFINITE)",
                           "SetEvent(WORKER_IDLE)",
@@ -154,9 +156,10 @@ TEST_F(MakeCall, IsForAFaxUnlessTheCallerSaysOtherwise) {
     parameters.dwMediaMode = LINEMEDIAMODE_INTERACTIVEVOICE;
     EXPECT_EQ(make_call(L"5551234", &parameters), 0x21);
     worker_ends();
-    EXPECT_TRUE(reads(events().only({"LINE_CALLSTATE(<*>"}), {"LINE_CALLSTATE(HTLINE1, HTCALL1, DIALING, 0x0, 0x4)",
-                                                              "LINE_CALLSTATE(HTLINE1, HTCALL1, PROCEEDING, 0x0, 0x4)",
-                                                              "LINE_CALLSTATE(HTLINE1, HTCALL1, CONNECTED, 0x1, 0x4)"}));
+    EXPECT_TRUE(
+        reads(events().only({"LINE_CALLSTATE(<*>"}), {"LINE_CALLSTATE(HTLINE1, HTCALL1, DIALING, 0x0, 0x4)",
+                                                      "LINE_CALLSTATE(HTLINE1, HTCALL1, PROCEEDING, 0x0, 0x4)",
+                                                      "LINE_CALLSTATE(HTLINE1, HTCALL1, CONNECTED, 0x1, 0x4)"}));
 }
 
 TEST_F(MakeCall, ReadsTheFixedPartOfTheParametersAndNoFurther) {
@@ -176,9 +179,9 @@ TEST_F(MakeCall, SaysSoWhenTheCallersHandleHasChangedMeanwhile) {
     tapi.on_completion = [this](DRV_REQUESTID, LONG) { placed = reinterpret_cast<HDRVCALL>(&elsewhere); };
     EXPECT_EQ(make_call(), 0x21);
     worker_ends();
-    EXPECT_TRUE(reads_in_order(on_this_thread(story()), {"LINE_ADDRESSSTATE(HTLINE1, 0, 0x0, NUMCALLS, 0x0)",
-                                                         "[4] Note: *lphdCall 0xELSEWHERE, pLine 0xLINE1",
-                                                         "[17] TSPI_lineMakeCall(33) Good"}));
+    EXPECT_TRUE(reads_in_order(on_this_thread(story()),
+                               {"LINE_ADDRESSSTATE(HTLINE1, 0, 0x0, NUMCALLS, 0x0)",
+                                "[4] Note: *lphdCall 0xELSEWHERE, pLine 0xLINE1", "[17] TSPI_lineMakeCall(33) Good"}));
 }
 
 // ---- refusals -------------------------------------------------------------------------------------------------------
@@ -195,14 +198,14 @@ TEST_F(MakeCall, IsRefusedWhileThereIsACall) {
     take_call(0);
     new_chapter();
     EXPECT_EQ(make_call(), failed(LINEERR_INUSE));
-    EXPECT_TRUE(reads(story(), {"[16] " + kCall + "TSPI_lineMakeCall",
-                                "[17] <*>TSPI_lineMakeCall(-2147483633) Failed"}));
+    EXPECT_TRUE(
+        reads(story(), {"[16] " + kCall + "TSPI_lineMakeCall", "[17] <*>TSPI_lineMakeCall(-2147483633) Failed"}));
     EXPECT_TRUE(reads(handshake(), {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
     EXPECT_EQ(placed, nullptr);
 }
 
 TEST_F(MakeCall, ReportsThatThereIsNoMemoryForTheRequest) {
-    windows.memory.fails = is_request;
+    windows.memory.fails = is_call_request;
     EXPECT_EQ(make_call(), failed(LINEERR_NOMEM));
     EXPECT_TRUE(reads(on_this_thread(all_of(WINDOWS | EVENT_LOG | COMPLETION)
                                          .only({"<*>LOCK<*>", "SetEvent(<*>", "ResetEvent(<*>", "event log(<*>"})),
@@ -221,7 +224,7 @@ TEST_F(MakeCall, ReportsThatThereIsNoMemoryForTheRequest) {
 }
 
 TEST_F(MakeCall, SaysWhenTheLackOfMemoryCannotBeReported) {
-    windows.memory.fails = is_request;
+    windows.memory.fails = is_call_request;
     windows.event_log.takes_entries = false;
     EXPECT_EQ(make_call(), failed(LINEERR_NOMEM));
     EXPECT_TRUE(holds(traces(), "[4] tspi_linemakecall called report_event with error"));
@@ -229,7 +232,7 @@ TEST_F(MakeCall, SaysWhenTheLackOfMemoryCannotBeReported) {
 }
 
 TEST_F(MakeCall, MayBeTriedAgainAfterALackOfMemory) {
-    windows.memory.fails = is_request;
+    windows.memory.fails = is_call_request;
     EXPECT_EQ(make_call(), failed(LINEERR_NOMEM));
     windows.memory.fails = nullptr;
     EXPECT_TRUE(driver.waits_for_call(4));
@@ -306,22 +309,14 @@ TEST_F(MakeCall, NamesEveryOutcomeOfAWait) {
 
 TEST_F(MakeCall, CatchesAnExceptionOfTheAlertAndGivesTheLockBack) {
     driver.on.DornLineAlert = [](DornAlertRecord*) -> int { throw 1; };
-    SetLastError(0);
-    EXPECT_EQ(make_call(), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineMakeCall: Exception"));
-    EXPECT_TRUE(reads(windows_calls().only({"<*>LOCK<*>"}),
-                      {"WaitForSingleObject(LOCK, INFINITE)", "ReleaseMutex(LOCK)"}));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineMakeCall", [this] { return make_call(); }));
+    EXPECT_TRUE(lock_is_given_back());
 }
 
 TEST_F(MakeCall, CatchesAnExceptionOfTheCompletionAndGivesTheLockBack) {
     tapi.on_completion = [](DRV_REQUESTID, LONG) { throw 1; };
-    SetLastError(0);
-    EXPECT_EQ(make_call(), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineMakeCall: Exception"));
-    EXPECT_EQ(count(on_this_thread(windows_calls()), "WaitForSingleObject(LOCK, INFINITE)"),
-              count(on_this_thread(windows_calls()), "ReleaseMutex(LOCK)"));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineMakeCall", [this] { return make_call(); }));
+    EXPECT_TRUE(lock_is_given_back());
     // The call has its worker all the same, and is closed like any other.
     worker_ends();
     EXPECT_EQ(close_call(), 0);
@@ -331,6 +326,5 @@ TEST_F(MakeCall, CatchesAFaultInTheCallersPlaceForTheHandle) {
     EXPECT_EQ(tsp.TSPI_lineMakeCall(0x21, line(0), tapi.new_call_handle(), nullptr, L"555", 0, nullptr),
               failed(LINEERR_OPERATIONFAILED));
     EXPECT_TRUE(holds(traces(), "[1] TSPI_lineMakeCall: Exception"));
-    EXPECT_EQ(count(windows_calls(), "WaitForSingleObject(LOCK, INFINITE)"),
-              count(windows_calls(), "ReleaseMutex(LOCK)"));
+    EXPECT_TRUE(lock_is_given_back());
 }

@@ -5,7 +5,7 @@
 //     driver.modules = {{2, 4, 3}};                  module 2 has three channels, 4, 5 and 6
 //     driver.channel(5).attaches = false;            channel 5 cannot be attached
 //     driver.channel(4).capabilities.erase(20);
-//     driver.ring(4, {.called = "5551234"});         the blocked (or next) wait for a call on channel 4 returns a ring
+//     driver.ring(4, {"5551234"});                   the blocked (or next) wait for a call on channel 4 returns a ring
 //     driver.wait_ends(4, KX_STATUS_TIMEOUT);        ... or another result
 //     driver.gate("DornFaxSendPageTiff").close();    who makes that call stops before it is carried out
 //     driver.on.DornLineReset = [](DornLine*, DornResetRecord* record) { record->status = 5; return -1; };

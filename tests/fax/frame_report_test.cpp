@@ -165,3 +165,15 @@ TEST_F(FrameReport, BelongsToTheUnitThatTheDriverKnowsTheLineBy) {
     EXPECT_EQ(latched(), 2);
     driver.channel(4).unit = 14;
 }
+
+TEST_F(FrameReport, LeavesTheOtherLineAlone) {
+    open_line(1);
+    Channel& other = driver.channel(5);
+    other.handler = driver.channel(4).handler;
+    driver.report(5, 9, 8, 5, {direction_tag(SENT), frame_tag({0xFF, 0xC8, MPS, 0})});
+    EXPECT_EQ(latched(), 0);
+    announce_more_pages();
+    driver.report(5, 9, 8, 5, {direction_tag(SENT), frame_tag({0xFF, 0xC8, 0x2E})});
+    EXPECT_EQ(latched(), 2);
+    other.handler = nullptr;
+}

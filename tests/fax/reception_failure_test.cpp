@@ -138,3 +138,10 @@ TEST_F(ReceptionFailure, OfTheFormatOrTheLocalIdIsNotSeen) {
     driver.on.DornFaxSetReceiveFmt = driver.on.DornFaxSetLocalId = kFails;
     EXPECT_EQ(ending(), ending_with({"DornFaxEndReception(CHAN4)"}, kWithoutErrors, 0, 0));
 }
+
+TEST_F(ReceptionFailure, IsTracedInHexadecimalAndSigned) {
+    driver.on.DornFaxEndReception = fax_step(0, 0xAB, 0xFFFFFFFE);
+    receive_fax();
+    EXPECT_TRUE(holds(traces(), "[4] Send_CallDevSpecific 1,AB,FFFFFFFE"));
+    EXPECT_TRUE(holds(traces(), "<*>KXResult.status = 0xAB (171), KXResult.line_status = 0xFFFFFFFE (-2)"));
+}

@@ -144,3 +144,18 @@ TEST_F(TransmissionFailure, OfTheHeaderOrTheLocalIdIsNotSeen) {
     send_fax({"HEADER", "ID", 1});
     EXPECT_EQ(outcome().at(0), "LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x1, 0x0, 0x0)");
 }
+
+TEST_F(TransmissionFailure, IsTracedInHexadecimalAndSigned) {
+    driver.on.DornFaxEndOfDocument = fax_step(0, 0xAB, 0xFFFFFFFE);
+    send_fax();
+    EXPECT_TRUE(holds(traces(), "[4] Send_CallDevSpecific 1,AB,FFFFFFFE"));
+    EXPECT_TRUE(holds(traces(), "<*>res.status = 0xab (171), res.line_status = 0xfffffffe (-2)"));
+    EXPECT_TRUE(holds(events(), "LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x1, 0xAB, 0xFFFFFFFE)"));
+}
+
+TEST_F(TransmissionFailure, HasTheDriversTextAsItIs) {
+    driver.channel(4).error_text = "50% of %s lost: %n";
+    driver.on.DornFaxWaitForTraining = kFails;
+    send_fax();
+    EXPECT_TRUE(holds(traces(), "[2] LumFaxWaitForTraining: 50% of %s lost: %n"));
+}

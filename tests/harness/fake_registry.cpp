@@ -68,8 +68,9 @@ LSTATUS WINAPI query_value(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE
     if (type) *type = known->types[name];
     if (size) *size = static_cast<DWORD>(value.size());
     if (!data) return ERROR_SUCCESS;
+    // A value that is too long leaves something of itself behind.
+    std::memcpy(data, value.data(), std::min<size_t>(room, value.size()));
     if (room < value.size()) return ERROR_MORE_DATA;
-    std::memcpy(data, value.data(), value.size());
     return ERROR_SUCCESS;
 }
 

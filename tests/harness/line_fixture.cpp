@@ -46,6 +46,30 @@ Lines joined(std::initializer_list<Lines> parts) {
     return all;
 }
 
+bool is_call_request(const Allocation& allocation) {
+    return allocation.size > 176 && allocation.size < 256;
+}
+
+std::function<bool(const Allocation&)> drop_requests_of(DWORD thread) {
+    return [thread](const Allocation& allocation) { return allocation.size == 16 && GetCurrentThreadId() == thread; };
+}
+
+testing::AssertionResult reports_an_exception(const std::string& function, const std::function<LONG()>& call) {
+    SetLastError(0);
+    LONG result = call();
+    DWORD error = GetLastError();
+    if (result != failed(LINEERR_OPERATIONFAILED)) return testing::AssertionFailure() << "the result is " << result;
+    if (error != ERROR_EXCEPTION_IN_SERVICE) return testing::AssertionFailure() << "the last error is " << error;
+    return holds(traces(), "[1] " + function + ": Exception");
+}
+
+testing::AssertionResult lock_is_given_back() {
+    size_t taken = count(on_this_thread(windows_calls()), "WaitForSingleObject(LOCK, INFINITE)");
+    size_t given_back = count(on_this_thread(windows_calls()), "ReleaseMutex(LOCK)");
+    if (taken > 0 && taken == given_back) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "taken " << taken << " times, given back " << given_back << " times";
+}
+
 void LineFixture::SetUp() {
     ProviderFixture::SetUp();
     start_provider();

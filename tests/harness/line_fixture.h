@@ -4,6 +4,7 @@
 // all_of(DRIVER | WINDOWS) shows what is done under the lock and who waits for whom.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "provider_fixture.h"
@@ -50,6 +51,19 @@ inline const Lines kReset = {
     "[4] mmbyte using kxcall<C:\\boards\\kxcall.cfg>",
     "DornLineReset(CHAN4, \"C:\\boards\\kxcall.cfg\")",
 };
+
+// How the records of requests are recognised among the provider's allocations: that of an outgoing call holds the
+// parameters of the call; that of a drop is told from others by the thread that drops.
+bool is_call_request(const Allocation& allocation);
+std::function<bool(const Allocation&)> drop_requests_of(DWORD thread);
+
+// Marks the end of a wait for a worker.
+inline const std::string kDidYouKnow = "[4] !!!!!! Did you know !!!!!!!!!";
+
+// The call ends as every entry point does that catches an exception.
+testing::AssertionResult reports_an_exception(const std::string& function, const std::function<LONG()>& call);
+// The test's thread has taken the line's lock and given it back as often.
+testing::AssertionResult lock_is_given_back();
 
 class LineFixture : public ProviderFixture {
   protected:

@@ -63,22 +63,22 @@ TEST_F(AbandonedCall, EndsAfterTheTwentyFirstRing) {
     EXPECT_TRUE(holds_no(events(), "LINE_CALLSTATE(<*>"));
     driver.ring(4);
     EXPECT_TRUE(comes("[4] RING_DET_THREAD: max rings, call not answered wait for idle"));
-    EXPECT_TRUE(reads(story(), joined({{
-                                           "[4] LumLineWaitForCall res.status = KX_STATUS_OK",
-                                           "[4] Did not Timeout",
-                                           "[4] res.line_status = 1",
-                                       },
-                                       kNoRingCount,
-                                       {
-                                           "[4] RING_DET_THREAD: number of incoming rings = 21  NRINGS = 1",
-                                           "[4] " + kCall +
-                                               "Sending LINE_LINEDEVSTATE, newstate=0x2, Parm2=0x1, Parm3=0x15",
-                                           "LINE_LINEDEVSTATE(HTLINE1, HTCALL1, RINGING, 0x1, 0x15)",
-                                           "[4] RING_DET_THREAD: call not connected, eLineState(4)",
-                                           "[4] Previous NEWCALL has not been pickep up.",
-                                       },
-                                       kCallEnded,
-                                       {"[4] RING_DET_THREAD: max rings, call not answered wait for idle"}})));
+    EXPECT_TRUE(
+        reads(story(), joined({{
+                                   "[4] LumLineWaitForCall res.status = KX_STATUS_OK",
+                                   "[4] Did not Timeout",
+                                   "[4] res.line_status = 1",
+                               },
+                               kNoRingCount,
+                               {
+                                   "[4] RING_DET_THREAD: number of incoming rings = 21  NRINGS = 1",
+                                   "[4] " + kCall + "Sending LINE_LINEDEVSTATE, newstate=0x2, Parm2=0x1, Parm3=0x15",
+                                   "LINE_LINEDEVSTATE(HTLINE1, HTCALL1, RINGING, 0x1, 0x15)",
+                                   "[4] RING_DET_THREAD: call not connected, eLineState(4)",
+                                   "[4] Previous NEWCALL has not been pickep up.",
+                               },
+                               kCallEnded,
+                               {"[4] RING_DET_THREAD: max rings, call not answered wait for idle"}})));
     expect_park_until_the_call_is_closed("[4] RING_DET_THREAD: max rings, call not answered and now idle");
 }
 

@@ -17,10 +17,7 @@ class LineOpenFailure : public ProviderFixture {
 
     // Opens the line with an exception on the way; the exception must be seen and nothing may be left.
     void open_with_exception() {
-        SetLastError(0);
-        EXPECT_EQ(open(), failed(LINEERR_OPERATIONFAILED));
-        EXPECT_EQ(GetLastError(), 1064u);
-        EXPECT_TRUE(holds(traces(), "[1] TSPI_lineOpen: Exception"));
+        EXPECT_TRUE(reports_an_exception("TSPI_lineOpen", [this] { return open(); }));
         expect_nothing_left();
     }
 
@@ -35,7 +32,9 @@ class LineOpenFailure : public ProviderFixture {
 };
 
 // How the record of a line is recognised among the allocations.
-bool is_line_record(const Allocation& allocation) { return allocation.size > 3400 && allocation.size < 8000; }
+bool is_line_record(const Allocation& allocation) {
+    return allocation.size > 3400 && allocation.size < 8000;
+}
 
 // The story without the frame that every opening has.
 View of_the_failure(const View& view) {
@@ -109,16 +108,15 @@ TEST_F(LineOpenFailure, SaysWhenTheLackOfMemoryCannotBeReported) {
 TEST_F(LineOpenFailure, DetachesAChannelThatCannotBeReset) {
     driver.channel(4).reset_result = -1;
     EXPECT_EQ(open(), failed(LINEERR_OPERATIONUNAVAIL));
-    EXPECT_TRUE(reads(of_the_failure(story()),
-                      {
-                          "DornLineAttach(channel=4)",
-                          "DornLineReset(CHAN4, \"C:\\boards\\kxcall.cfg\")",
-                          "DornErrorMessage(CHAN4)",
-                          "[2] LumLineReset: error text of CHAN4: status 0.",
-                          "[1] Reset failure or no fw on LumChannel(14), dwDeviceID(0x7)",
-                          "DornSessionDetach(CHAN4)",
-                          "[17] TSPI_lineOpen(-2147483575) Failed",
-                      }));
+    EXPECT_TRUE(reads(of_the_failure(story()), {
+                                                   "DornLineAttach(channel=4)",
+                                                   "DornLineReset(CHAN4, \"C:\\boards\\kxcall.cfg\")",
+                                                   "DornErrorMessage(CHAN4)",
+                                                   "[2] LumLineReset: error text of CHAN4: status 0.",
+                                                   "[1] Reset failure or no fw on LumChannel(14), dwDeviceID(0x7)",
+                                                   "DornSessionDetach(CHAN4)",
+                                                   "[17] TSPI_lineOpen(-2147483575) Failed",
+                                               }));
     EXPECT_TRUE(reads(event_log(), {}));
     expect_nothing_left();
 }
@@ -137,15 +135,14 @@ TEST_F(LineOpenFailure, DetachesAChannelWithoutACallConfiguration) {
 TEST_F(LineOpenFailure, DetachesAChannelWithoutCapability14) {
     driver.channel(4).capabilities.erase(14);
     EXPECT_EQ(open(), failed(LINEERR_OPERATIONUNAVAIL));
-    EXPECT_TRUE(reads(of_the_failure(story()),
-                      {
-                          "DornLineAttach(channel=4)",
-                          "DornLineReset(CHAN4, \"C:\\boards\\kxcall.cfg\")",
-                          "DornLineCapCheck(CHAN4, 14)",
-                          "[1] Reset failure or no fw on LumChannel(14), dwDeviceID(0x7)",
-                          "DornSessionDetach(CHAN4)",
-                          "[17] TSPI_lineOpen(-2147483575) Failed",
-                      }));
+    EXPECT_TRUE(reads(of_the_failure(story()), {
+                                                   "DornLineAttach(channel=4)",
+                                                   "DornLineReset(CHAN4, \"C:\\boards\\kxcall.cfg\")",
+                                                   "DornLineCapCheck(CHAN4, 14)",
+                                                   "[1] Reset failure or no fw on LumChannel(14), dwDeviceID(0x7)",
+                                                   "DornSessionDetach(CHAN4)",
+                                                   "[17] TSPI_lineOpen(-2147483575) Failed",
+                                               }));
     expect_nothing_left();
 }
 
@@ -211,8 +208,8 @@ TEST_P(LineEventFailure, IsReportedAndTheHandlesAreClosedNewestFirst) {
     int number = GetParam();
     windows.objects.events[number + 1] = {fails, 0x5AA};
     EXPECT_EQ(open(), failed(LINEERR_RESOURCEUNAVAIL));
-    EXPECT_TRUE(reads(handles(), handles_until(number, "event log(category=3, 0xC0000007, \"\", \"5AA\")",
-                                               "CreateEvent failed")));
+    EXPECT_TRUE(reads(handles(),
+                      handles_until(number, "event log(category=3, 0xC0000007, \"\", \"5AA\")", "CreateEvent failed")));
     EXPECT_TRUE(holds_no(traces(), "<*>erroralreadyexists<*>"));
     EXPECT_TRUE(holds(traces(), "[17] TSPI_lineOpen(-2147483573) Failed"));
     expect_nothing_left();
@@ -262,8 +259,7 @@ TEST_F(LineOpenFailure, TracesAnExceptionOfTheDetachOnItsOwn) {
         throw 2;
     };
     open_with_exception();
-    EXPECT_TRUE(
-        reads(traces().levels({1}), {"[1] TSPI_lineOpen: Exception 2", "[1] TSPI_lineOpen: Exception"}));
+    EXPECT_TRUE(reads(traces().levels({1}), {"[1] TSPI_lineOpen: Exception 2", "[1] TSPI_lineOpen: Exception"}));
 }
 
 TEST_F(LineOpenFailure, ClosesTheHandlesAfterAnExceptionBehindThem) {
@@ -271,11 +267,9 @@ TEST_F(LineOpenFailure, ClosesTheHandlesAfterAnExceptionBehindThem) {
         if (windows.objects.events_created > 1) throw 1;
         return ScriptedDriver::usual().DornLineUnitGet(line);
     };
-    SetLastError(0);
-    EXPECT_EQ(open(), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
+    EXPECT_TRUE(reports_an_exception("TSPI_lineOpen", [this] { return open(); }));
     EXPECT_EQ(driver.attached(), 0u);
     EXPECT_TRUE(holds_no(windows_calls(), "_beginthread(<*>"));
-    EXPECT_TRUE(reads(windows_calls().only({"CloseHandle(<*>"}), {"CloseHandle(EVENT4)", "CloseHandle(EVENT3)",
-                                                                  "CloseHandle(EVENT2)", "CloseHandle(MUTEX1)"}));
+    EXPECT_TRUE(reads(windows_calls().only({"CloseHandle(<*>"}),
+                      {"CloseHandle(EVENT4)", "CloseHandle(EVENT3)", "CloseHandle(EVENT2)", "CloseHandle(MUTEX1)"}));
 }

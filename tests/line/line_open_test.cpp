@@ -21,7 +21,9 @@ class LineOpen : public ProviderFixture {
 };
 
 // The thread's number as "0x%p" shows it.
-std::string this_thread_as_pointer() { return with_names(text("%016lX", GetCurrentThreadId())); }
+std::string this_thread_as_pointer() {
+    return with_names(text("%016lX", GetCurrentThreadId()));
+}
 
 }  // namespace
 
@@ -49,8 +51,10 @@ TEST_F(LineOpen, StartsAThreadThatWaitsForCallsWithoutATimeOut) {
     open_line(0);
     EXPECT_TRUE(comes("DornLineWaitForCallISDN(<*>"));
     EXPECT_TRUE(reads(windows_calls().only({"_beginthread<*>"}), {"_beginthread(stack=16384)"}));
-    EXPECT_TRUE(reads(all_of(TRACE | DRIVER).levels({1, 2, 4, 8, 9}).without({"<*>IsValidLine<*>"}).only(
-                          {"[8] <*>ring_det_thread", "DornLineWaitForCallISDN(<*>"}),
+    EXPECT_TRUE(reads(all_of(TRACE | DRIVER)
+                          .levels({1, 2, 4, 8, 9})
+                          .without({"<*>IsValidLine<*>"})
+                          .only({"[8] <*>ring_det_thread", "DornLineWaitForCallISDN(<*>"}),
                       {"[8] " + kNoCall + "ring_det_thread", "DornLineWaitForCallISDN(CHAN4, timeout=0)"}));
 }
 
@@ -107,39 +111,41 @@ TEST_F(LineOpen, OpensTheLineAgainAfterItWasClosed) {
 
 // ---- the range of device IDs ----------------------------------------------------------------------------------------
 
-TEST_F(LineOpen, ComplainsOfADeviceBelowTheBaseAndGoesOnToItsChannel) {
-    EXPECT_EQ(open_device(kDeviceIdBase - 1), failed(LINEERR_RESOURCEUNAVAIL));
-    EXPECT_TRUE(reads(story(), {
-                                   "[16] dwDeviceID(6): TSPI_lineOpen(TSPIVersion(0x20000))",
-                                   "[1] Invalid device: dwDeviceId(6), index(-1)",
-                                   "[17] TSPI_lineOpen(-2147483612) Failed",
-                                   "[4] Open err, channel previously marked bad, chan= -1  dwDeviceID= 6  "
-                                   "gdwLineDeviceIDBase= 7",
-                                   "[4] Open err, channel marked bad, val= -<*>",
-                                   "[17] TSPI_lineOpen(-2147483573) Failed",
-                               }));
+namespace {
+
+// The two lines of a channel that is marked bad, which every index outside the tables seems to be.
+Lines channel_marked_bad(int index, int device) {
+    return {
+        text("[4] Open err, channel previously marked bad, chan= %d  dwDeviceID= %d  gdwLineDeviceIDBase= 7", index,
+             device),
+        "[4] Open err, channel marked bad, val= -<*>",
+        "[17] TSPI_lineOpen(-2147483573) Failed",
+    };
 }
 
-TEST_F(LineOpen, ComplainsOfTheIndex4049) {
+Lines invalid_device(int index, int device) {
+    return {text("[1] Invalid device: dwDeviceId(%d), index(%d)", device, index),
+            "[17] TSPI_lineOpen(-2147483612) Failed"};
+}
+
+}  // namespace
+
+TEST_F(LineOpen, ComplainsOfADeviceBelowTheBaseAndGoesOnToItsChannel) {
+    EXPECT_EQ(open_device(kDeviceIdBase - 1), failed(LINEERR_RESOURCEUNAVAIL));
+    EXPECT_TRUE(reads(story(), joined({{"[16] dwDeviceID(6): TSPI_lineOpen(TSPIVersion(0x20000))"},
+                                       invalid_device(-1, 6),
+                                       channel_marked_bad(-1, 6)})));
+}
+
+TEST_F(LineOpen, ComplainsOfTheIndex4049AndGoesOnToItsChannel) {
     EXPECT_EQ(open_device(kDeviceIdBase + 4049), failed(LINEERR_RESOURCEUNAVAIL));
-    EXPECT_TRUE(reads(story(), {
-                                   "[16] dwDeviceID(4056): TSPI_lineOpen(TSPIVersion(0x20000))",
-                                   "[1] Invalid device: dwDeviceId(4056), index(4049)",
-                                   "[17] TSPI_lineOpen(-2147483612) Failed",
-                                   "[4] Open err, channel previously marked bad, chan= 4049  dwDeviceID= 4056  "
-                                   "gdwLineDeviceIDBase= 7",
-                                   "[4] Open err, channel marked bad, val= -<*>",
-                                   "[17] TSPI_lineOpen(-2147483573) Failed",
-                               }));
+    EXPECT_TRUE(reads(story(), joined({{"[16] dwDeviceID(4056): TSPI_lineOpen(TSPIVersion(0x20000))"},
+                                       invalid_device(4049, 4056),
+                                       channel_marked_bad(4049, 4056)})));
 }
 
 TEST_F(LineOpen, TakesTheIndex4048ForALineWhoseChannelIsBad) {
     EXPECT_EQ(open_device(kDeviceIdBase + 4048), failed(LINEERR_RESOURCEUNAVAIL));
-    EXPECT_TRUE(reads(story(), {
-                                   "[16] dwDeviceID(4055): TSPI_lineOpen(TSPIVersion(0x20000))",
-                                   "[4] Open err, channel previously marked bad, chan= 4048  dwDeviceID= 4055  "
-                                   "gdwLineDeviceIDBase= 7",
-                                   "[4] Open err, channel marked bad, val= -<*>",
-                                   "[17] TSPI_lineOpen(-2147483573) Failed",
-                               }));
+    EXPECT_TRUE(reads(story(), joined({{"[16] dwDeviceID(4055): TSPI_lineOpen(TSPIVersion(0x20000))"},
+                                       channel_marked_bad(4048, 4055)})));
 }

@@ -61,24 +61,23 @@ const Lines kWaitEnded = {
 
 TEST_F(RingDetection, OffersACallAtItsFirstRing) {
     offer_call(0, {"5551234", "", "5550100", "SENDER", ""});
-    EXPECT_TRUE(reads(
-        story(),
-        joined({kWaitEnded,
-                {
-                    "[4] " + kNoCall + "Sending LINE_NEWCALL",
-                    "LINE_NEWCALL(HTLINE1, 0, LINE1, &htCall, 0x0)",
-                    "[4] " + kCall + "Sent LINE_NEWCALL",
-                    "[4] " + kCall + "Sending LINE_CALLSTATE, dwCallState=0x2, dwCallStateMode=0x1",
-                    "LINE_CALLSTATE(HTLINE1, HTCALL1, OFFERING, 0x1, 0x20)",
-                },
-                kNumCalls,
-                {
-                    "[4] " + kCall + "Sending LINE_CALLINFO callinfo_state=0x10000",
-                    "LINE_CALLINFO(HTLINE1, HTCALL1, CALLEDID, 0x0, 0x0)",
-                    "[4] " + kCall + "Sending LINE_CALLINFO callinfo_state=0x8000",
-                    "LINE_CALLINFO(HTLINE1, HTCALL1, CALLERID, 0x0, 0x0)",
-                },
-                ring_reported(1, 1, kCall)})));
+    EXPECT_TRUE(
+        reads(story(), joined({kWaitEnded,
+                               {
+                                   "[4] " + kNoCall + "Sending LINE_NEWCALL",
+                                   "LINE_NEWCALL(HTLINE1, 0, LINE1, &htCall, 0x0)",
+                                   "[4] " + kCall + "Sent LINE_NEWCALL",
+                                   "[4] " + kCall + "Sending LINE_CALLSTATE, dwCallState=0x2, dwCallStateMode=0x1",
+                                   "LINE_CALLSTATE(HTLINE1, HTCALL1, OFFERING, 0x1, 0x20)",
+                               },
+                               kNumCalls,
+                               {
+                                   "[4] " + kCall + "Sending LINE_CALLINFO callinfo_state=0x10000",
+                                   "LINE_CALLINFO(HTLINE1, HTCALL1, CALLEDID, 0x0, 0x0)",
+                                   "[4] " + kCall + "Sending LINE_CALLINFO callinfo_state=0x8000",
+                                   "LINE_CALLINFO(HTLINE1, HTCALL1, CALLERID, 0x0, 0x0)",
+                               },
+                               ring_reported(1, 1, kCall)})));
     new_chapter();
     end_the_pause();
     EXPECT_TRUE(reads(story(), {"[4] RING_DET_THREAD: call not connected, eLineState(4)",
@@ -98,8 +97,8 @@ TEST_F(RingDetection, TracesEveryFunctionOfAnOffer) {
         function("unlock_line");
         expected.push_back("[9] " + kCall + "SetCallState");
     };
-    expected = {"[8] " + kNoCall + "lock_line", "[9] " + kNoCall + "lock_line",
-                "[8] " + kNoCall + "send_linenewcall", "[9] " + kCall + "send_linenewcall"};
+    expected = {"[8] " + kNoCall + "lock_line", "[9] " + kNoCall + "lock_line", "[8] " + kNoCall + "send_linenewcall",
+                "[9] " + kCall + "send_linenewcall"};
     call_state();
     for (const char* name : {"send_linedevstate", "send_addrstate", "send_linecallinfo", "send_linecallinfo"})
         function(name);
@@ -190,7 +189,9 @@ class PartiesOfACall : public RingDetection {
 const char* const kCalledId = "LINE_CALLINFO(HTLINE1, HTCALL1, CALLEDID, 0x0, 0x0)";
 const char* const kCallerId = "LINE_CALLINFO(HTLINE1, HTCALL1, CALLERID, 0x0, 0x0)";
 
-TEST_F(PartiesOfACall, AreNotAnnouncedWhenTheNetworkTellsNothing) { EXPECT_EQ(announced({}), Lines{}); }
+TEST_F(PartiesOfACall, AreNotAnnouncedWhenTheNetworkTellsNothing) {
+    EXPECT_EQ(announced({}), Lines{});
+}
 
 TEST_F(PartiesOfACall, AreTheCalledAndTheCallingNumber) {
     EXPECT_EQ(announced({"5551234", "", "5550100", "SENDER", ""}), (Lines{kCalledId, kCallerId}));

@@ -66,6 +66,10 @@ struct EscapedText {
     const char* shown;
 };
 
+void PrintTo(const EscapedText& escaped, std::ostream* out) {
+    *out << '"' << escaped.information << '"';
+}
+
 class EscapesInRoutingInfo : public RoutingInfo, public testing::WithParamInterface<EscapedText> {};
 
 TEST_P(EscapesInRoutingInfo, AreDecoded) {
@@ -73,12 +77,14 @@ TEST_P(EscapesInRoutingInfo, AreDecoded) {
 }
 
 INSTANTIATE_TEST_SUITE_P(HexadecimalDigits, EscapesInRoutingInfo,
-                         testing::Values(EscapedText{"%41", 2, "A"}, EscapedText{"a%20b", 4, "a b"}, EscapedText{"%4a%4B", 3, "JK"},
-                                         EscapedText{"%25%32", 3, "%2"}, EscapedText{"%e4", 2, "\\xE4"}));
+                         testing::Values(EscapedText{"%41", 2, "A"}, EscapedText{"a%20b", 4, "a b"},
+                                         EscapedText{"%4a%4B", 3, "JK"}, EscapedText{"%25%32", 3, "%2"},
+                                         EscapedText{"%e4", 2, "\\xE4"}));
 // The decoded character is not read again.
 INSTANTIATE_TEST_SUITE_P(APercentSign, EscapesInRoutingInfo, testing::Values(EscapedText{"%2541", 4, "%41"}));
 INSTANTIATE_TEST_SUITE_P(TooFewCharactersBehind, EscapesInRoutingInfo,
-                         testing::Values(EscapedText{"ab%", 4, "ab%"}, EscapedText{"ab%4", 5, "ab%4"}, EscapedText{"%", 2, "%"}));
+                         testing::Values(EscapedText{"ab%", 4, "ab%"}, EscapedText{"ab%4", 5, "ab%4"},
+                                         EscapedText{"%", 2, "%"}));
 // As the scan for a hexadecimal number reads the two characters.
 INSTANTIATE_TEST_SUITE_P(OneDigitOfTwo, EscapesInRoutingInfo,
                          testing::Values(EscapedText{"%7z!", 3, "\\x07!"}, EscapedText{"% 9!", 3, "\\x09!"}));

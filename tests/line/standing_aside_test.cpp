@@ -84,8 +84,8 @@ TEST_F(StandingAside, FollowsAnAlert) {
     EXPECT_EQ(make_call(), 0x21);
     EXPECT_TRUE(comes("LINE_CALLSTATE(HTLINE1, HTCALL1, CONNECTED, 0x1, 0x20)"));
     worker_ends();
-    EXPECT_TRUE(reads_in_order(traces(), {"[4] LumLineWaitForCall res.status = KX_STATUS_ALERT",
-                                          "[4] Ring_det received alert"}));
+    EXPECT_TRUE(reads_in_order(traces(),
+                               {"[4] LumLineWaitForCall res.status = KX_STATUS_ALERT", "[4] Ring_det received alert"}));
     EXPECT_FALSE(driver.waits_for_call(4, 0));
     new_chapter();
     EXPECT_EQ(close_call(), 0);
@@ -96,7 +96,9 @@ TEST_F(StandingAside, ResetsItsOwnEventBeforeItAnswersTheAlert) {
     // A dial string that is refused leaves nothing but the meeting with the thread.
     EXPECT_EQ(make_call(L"$"), failed(LINEERR_DIALBILLING));
     EXPECT_TRUE(driver.waits_for_call(4));
-    EXPECT_TRUE(reads(signals().without({"LINE_<*>"}).on_thread(entries(windows_calls().only({"SetEvent(WORKER_IDLE)"})).at(0).thread),
+    EXPECT_TRUE(reads(signals()
+                          .without({"LINE_<*>"})
+                          .on_thread(entries(windows_calls().only({"SetEvent(WORKER_IDLE)"})).at(0).thread),
                       {
                           "ResetEvent(RING_DET_WAIT)",
                           "SetEvent(WORKER_IDLE)",
@@ -124,17 +126,17 @@ TEST_F(StandingAside, LetsAnIncomingCallWinOverAnOutgoingOne) {
     sleep_gate(6000).close();
     EXPECT_EQ(make_call(), failed(LINEERR_CALLUNAVAIL));
     EXPECT_TRUE(sleep_gate(6000).holds_somebody());
-    EXPECT_TRUE(reads(on_this_thread(story()),
-                      {
-                          "[16] " + kNoCall + "TSPI_lineMakeCall",
-                          "DornLineAlert(unit=14)",
-                          "[4] !!!!!! Did you know !!!!!!!!!",
-                          "[4] TSPI_lineMakeCall - WaitForSingleObject() result= (WAIT_OBJECT_0)",
-                          "[4] MakeCall: collision detected, backing off",
-                          "[17] <*>TSPI_lineMakeCall(-2147483643) Failed",
-                      }));
-    EXPECT_TRUE(reads_in_order(traces(), {"[4] Did not Timeout", "[4] r_d_t: Collision detected",
-                                          "[4] " + kNoCall + "Sending LINE_NEWCALL"}));
+    EXPECT_TRUE(
+        reads(on_this_thread(story()), {
+                                           "[16] " + kNoCall + "TSPI_lineMakeCall",
+                                           "DornLineAlert(unit=14)",
+                                           "[4] !!!!!! Did you know !!!!!!!!!",
+                                           "[4] TSPI_lineMakeCall - WaitForSingleObject() result= (WAIT_OBJECT_0)",
+                                           "[4] MakeCall: collision detected, backing off",
+                                           "[17] <*>TSPI_lineMakeCall(-2147483643) Failed",
+                                       }));
+    EXPECT_TRUE(reads_in_order(
+        traces(), {"[4] Did not Timeout", "[4] r_d_t: Collision detected", "[4] " + kNoCall + "Sending LINE_NEWCALL"}));
     EXPECT_TRUE(reads(events(), {
                                     "LINE_NEWCALL(HTLINE1, 0, LINE1, &htCall, 0x0)",
                                     "LINE_CALLSTATE(HTLINE1, HTCALL2, OFFERING, 0x1, 0x20)",
@@ -194,9 +196,8 @@ class DriverErrorInTheWait : public StandingAside, public testing::WithParamInte
 TEST_P(DriverErrorInTheWait, ResetsTheChannelUnderTheLockAndWaitsOn) {
     driver.wait_ends(4, GetParam(), 353);
     EXPECT_TRUE(driver.waits_for_call(4));
-    EXPECT_TRUE(reads(story(), joined({{"[4] Ring_det received error!"},
-                                       kReset,
-                                       {"DornLineWaitForCallISDN(CHAN4, timeout=0)"}})));
+    EXPECT_TRUE(reads(
+        story(), joined({{"[4] Ring_det received error!"}, kReset, {"DornLineWaitForCallISDN(CHAN4, timeout=0)"}})));
     EXPECT_TRUE(reads(all_of(DRIVER | WINDOWS).without({"Reg<*>"}), {
                                                                         "WaitForSingleObject(LOCK, INFINITE)",
                                                                         "DornLineReset(CHAN4, <*>",

@@ -2,7 +2,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "harness.h"
+#include "caps_answer.h"
+#include "line_fixture.h"
 
 using namespace harness;
 
@@ -12,26 +13,14 @@ constexpr DWORD kFixedSize = 252;  // LINEDEVCAPS as TAPI 2.0 has it
 constexpr DWORD kInfoSize = 94;    // the provider's name
 constexpr DWORD kNameSize = 38;    // "Halvorsund Line #1"
 constexpr DWORD kNeededSize = kFixedSize + kInfoSize + kNameSize;
-constexpr uint8_t kRubbish = 0xCC;
 
-// The record with rubbish in it and behind it.
-struct Answer {
-    union {
-        LINEDEVCAPS caps;
-        uint8_t bytes[1024];
-    };
-    explicit Answer(DWORD total, DWORD used = kFixedSize) {
-        std::memset(bytes, kRubbish, sizeof(bytes));
+struct DeviceAnswer : Answer<LINEDEVCAPS> {
+    explicit DeviceAnswer(DWORD total, DWORD used = kFixedSize) {
         caps.dwTotalSize = total;
         caps.dwUsedSize = used;
     }
     std::string text_at(DWORD offset) const { return narrow(reinterpret_cast<const wchar_t*>(bytes + offset)); }
     std::string name() const { return text_at(caps.dwLineNameOffset); }
-    bool untouched_from(size_t offset) const {
-        for (size_t i = offset; i < sizeof(bytes); ++i)
-            if (bytes[i] != kRubbish) return false;
-        return true;
-    }
 };
 
 static_assert(offsetof(LINEDEVCAPS, dwLineFeatures) + sizeof(DWORD) <= kFixedSize);
@@ -45,7 +34,7 @@ class DeviceCaps : public ProviderFixture {
     LONG ask(DWORD index, LINEDEVCAPS* caps) {
         return tsp.TSPI_lineGetDevCaps(kDeviceIdBase + index, kTspiVersion, 0x30001, caps);
     }
-    LONG ask(DWORD index, Answer& answer) { return ask(index, &answer.caps); }
+    LONG ask(DWORD index, DeviceAnswer& answer) { return ask(index, &answer.caps); }
 };
 
 // Every field of the fixed part that is not zero.
@@ -66,8 +55,8 @@ void put_fixed_fields(LINEDEVCAPS& caps, DWORD rate, DWORD permanent_id) {
 }
 
 // The fixed part of an answer without the texts.
-Answer expected_without_texts(DWORD total) {
-    Answer answer(total);
+DeviceAnswer expected_without_texts(DWORD total) {
+    DeviceAnswer answer(total);
     std::memset(answer.bytes, 0, kFixedSize);
     put_fixed_fields(answer.caps, 2400, (kProviderId << 16) | 4);
     answer.caps.dwTotalSize = total;
@@ -75,19 +64,10 @@ Answer expected_without_texts(DWORD total) {
     return answer;
 }
 
-// Where two answers differ, as 32-bit fields.
-Lines differences(const Answer& expected, const Answer& seen) {
-    Lines result;
-    for (size_t offset = 0; offset < sizeof(seen.bytes); offset += sizeof(DWORD))
-        if (std::memcmp(expected.bytes + offset, seen.bytes + offset, sizeof(DWORD)) != 0)
-            result.push_back(text("at %zu", offset));
-    return result;
-}
-
 }  // namespace
 
 TEST_F(DeviceCaps, HaveTheFixedPartAndTwoTextsBehindIt) {
-    Answer expected = expected_without_texts(1024);
+    DeviceAnswer expected = expected_without_texts(1024);
     expected.caps.dwProviderInfoSize = kInfoSize;
     expected.caps.dwProviderInfoOffset = kFixedSize;
     expected.caps.dwLineNameSize = kNameSize;
@@ -95,9 +75,9 @@ TEST_F(DeviceCaps, HaveTheFixedPartAndTwoTextsBehindIt) {
     expected.caps.dwUsedSize = kNeededSize;
     std::memcpy(expected.bytes + kFixedSize, L"Vantreli Halvorsund Telephony Service Provider", kInfoSize);
     std::memcpy(expected.bytes + kFixedSize + kInfoSize, L"Halvorsund Line #1", kNameSize);
-    Answer answer(1024);
+    DeviceAnswer answer(1024);
     EXPECT_EQ(ask(0, answer), 0);
-    EXPECT_EQ(differences(expected, answer), Lines{});
+    EXPECT_EQ(differences<LINEDEVCAPS>(expected, answer), Lines{});
     EXPECT_TRUE(reads(traces().all_levels(),
                       {
                           "[16] dwDeviceID(7): TSPI_lineGetDevCaps(TSPIVersion(0x20000),ExtVersion(0x30001))",
@@ -107,7 +87,7 @@ TEST_F(DeviceCaps, HaveTheFixedPartAndTwoTextsBehindIt) {
 }
 
 TEST_F(DeviceCaps, FitExactly) {
-    Answer answer(kNeededSize);
+    DeviceAnswer answer(kNeededSize);
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.caps.dwUsedSize, kNeededSize);
     EXPECT_EQ(answer.name(), "Halvorsund Line #1");
@@ -115,9 +95,9 @@ TEST_F(DeviceCaps, FitExactly) {
 }
 
 TEST_F(DeviceCaps, LeaveBothTextsOutWhenOneByteIsMissing) {
-    Answer answer(kNeededSize - 1);
+    DeviceAnswer answer(kNeededSize - 1);
     EXPECT_EQ(ask(0, answer), 0);
-    EXPECT_EQ(differences(expected_without_texts(kNeededSize - 1), answer), Lines{});
+    EXPECT_EQ(differences<LINEDEVCAPS>(expected_without_texts(kNeededSize - 1), answer), Lines{});
     EXPECT_TRUE(reads(traces(), {
                                     "[16] dwDeviceID(7): TSPI_lineGetDevCaps(TSPIVersion(0x20000),ExtVersion(0x30001))",
                                     "[4] Query Caps for <Halvorsund Line #1>",
@@ -127,13 +107,13 @@ TEST_F(DeviceCaps, LeaveBothTextsOutWhenOneByteIsMissing) {
 }
 
 TEST_F(DeviceCaps, WriteNoFieldOfALaterVersion) {
-    Answer answer(kFixedSize);
+    DeviceAnswer answer(kFixedSize);
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_TRUE(answer.untouched_from(kFixedSize));
 }
 
 TEST_F(DeviceCaps, ClearAsMuchAsTheCallerUses) {
-    Answer answer(1024, 300);
+    DeviceAnswer answer(1024, 300);
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.caps.dwNeededSize, 300 + kInfoSize + kNameSize);
     EXPECT_EQ(answer.caps.dwProviderInfoOffset, 300u);
@@ -144,7 +124,7 @@ TEST_F(DeviceCaps, ClearAsMuchAsTheCallerUses) {
 }
 
 TEST_F(DeviceCaps, AddTheLineStatesToThoseThatAreThere) {
-    Answer answer(12, 12);
+    DeviceAnswer answer(12, 12);
     answer.caps.dwLineStates = 0x10;
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.caps.dwLineStates, 0x812u);
@@ -154,9 +134,11 @@ TEST_F(DeviceCaps, AddTheLineStatesToThoseThatAreThere) {
 }
 
 TEST_F(DeviceCaps, NumberTheLinesFromOne) {
-    for (auto [index, name] : {std::pair<DWORD, const char*>{1, "Halvorsund Line #2"}, {9, "Halvorsund Line #10"},
-                               {4046, "Halvorsund Line #4047"}, {4047, "Halvorsund Line #4048"}}) {
-        Answer answer(1024);
+    for (auto [index, name] : {std::pair<DWORD, const char*>{1, "Halvorsund Line #2"},
+                               {9, "Halvorsund Line #10"},
+                               {4046, "Halvorsund Line #4047"},
+                               {4047, "Halvorsund Line #4048"}}) {
+        DeviceAnswer answer(1024);
         EXPECT_EQ(ask(index, answer), 0);
         EXPECT_EQ(answer.name(), name);
         EXPECT_EQ(answer.caps.dwLineNameSize, (std::strlen(name) + 1) * sizeof(wchar_t));
@@ -193,10 +175,14 @@ struct Outside {
     const char* name;
 };
 
+void PrintTo(const Outside& outside, std::ostream* out) {
+    *out << "index " << outside.index;
+}
+
 class DeviceOutside : public DeviceCaps, public testing::WithParamInterface<Outside> {
   protected:
     // The record is filled as for any line, but for what the tables would tell.
-    static void expect_filled(const Answer& answer) {
+    static void expect_filled(const DeviceAnswer& answer) {
         EXPECT_EQ(answer.name(), GetParam().name);
         EXPECT_EQ(answer.caps.dwMaxRate, 0u);
         EXPECT_EQ(answer.caps.dwPermanentLineID, kProviderId << 16);
@@ -209,7 +195,7 @@ class DeviceOutside : public DeviceCaps, public testing::WithParamInterface<Outs
 }  // namespace
 
 TEST_P(DeviceOutside, IsReportedInvalidAndFilledInAllTheSame) {
-    Answer answer(1024);
+    DeviceAnswer answer(1024);
     const int index = static_cast<int>(GetParam().index), device = static_cast<int>(kDeviceIdBase + GetParam().index);
     EXPECT_EQ(ask(GetParam().index, answer), failed(LINEERR_INVALDEVICEHANDLE));
     expect_filled(answer);
@@ -230,7 +216,7 @@ INSTANTIATE_TEST_SUITE_P(AboveTheTables, DeviceOutside,
                                          Outside{0x7FFFFFFF, "Halvorsund Line #-2147483648"}));
 
 TEST_F(DeviceCaps, TakeTheIndex4048ForALine) {
-    Answer answer(1024);
+    DeviceAnswer answer(1024);
     EXPECT_EQ(ask(4048, answer), 0);
     EXPECT_EQ(answer.name(), "Halvorsund Line #4049");
     EXPECT_EQ(answer.caps.dwMaxRate, 0u);
@@ -241,36 +227,37 @@ TEST_F(DeviceCaps, TakeTheIndex4048ForALine) {
 // ---- failures -------------------------------------------------------------------------------------------------------
 
 TEST_F(DeviceCaps, CatchAFaultInTheCallersRecord) {
-    SetLastError(0);
-    EXPECT_EQ(ask(0, nullptr), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineGetDevCaps: Exception"));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineGetDevCaps", [this] { return ask(0, nullptr); }));
     EXPECT_TRUE(holds_no(traces(), "[4] TSPI_lineGetDevCaps - Catch Error"));
 }
 
 namespace {
 
-int __cdecl formatting_fails(wchar_t*, size_t, const wchar_t*, ...) { return -1; }
-int __cdecl formatting_throws(wchar_t*, size_t, const wchar_t*, ...) { throw 1; }
+int __cdecl formatting_fails(wchar_t*, size_t, const wchar_t*, ...) {
+    return -1;
+}
+int __cdecl formatting_throws(wchar_t*, size_t, const wchar_t*, ...) {
+    throw 1;
+}
 
 }  // namespace
 
 TEST_F(DeviceCaps, HaveAnotherLineNameWhenItCannotBeFormatted) {
     Replacements more(module);
     ASSERT_TRUE(more.replace("_snwprintf", reinterpret_cast<void*>(formatting_fails)));
-    Answer answer(1024);
+    DeviceAnswer answer(1024);
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.name(), "Halvorsund Line ERROR");
     EXPECT_EQ(answer.caps.dwNeededSize, kFixedSize + kInfoSize + 44);
-    EXPECT_TRUE(reads_in_order(traces(), {"[4] TSPI_lineGetDevCaps snwprintf",
-                                          "[4] Query Caps for <Halvorsund Line ERROR>",
-                                          "[17] TSPI_lineGetDevCaps(0) Good"}));
+    EXPECT_TRUE(
+        reads_in_order(traces(), {"[4] TSPI_lineGetDevCaps snwprintf", "[4] Query Caps for <Halvorsund Line ERROR>",
+                                  "[17] TSPI_lineGetDevCaps(0) Good"}));
 }
 
 TEST_F(DeviceCaps, HaveNoFixedPartAfterAnExceptionOfTheFormatting) {
     Replacements more(module);
     ASSERT_TRUE(more.replace("_snwprintf", reinterpret_cast<void*>(formatting_throws)));
-    Answer answer(1024);
+    DeviceAnswer answer(1024);
     SetLastError(77);
     EXPECT_EQ(ask(0, answer), failed(LINEERR_OPERATIONFAILED));
     EXPECT_NE(GetLastError(), 1064u);

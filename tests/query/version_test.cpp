@@ -11,7 +11,9 @@ struct Range {
     bool contains_version_2;
 };
 
-void PrintTo(const Range& range, std::ostream* out) { *out << text("0x%lX to 0x%lX", range.low, range.high); }
+void PrintTo(const Range& range, std::ostream* out) {
+    *out << text("0x%lX to 0x%lX", range.low, range.high);
+}
 
 class VersionRange : public ProviderFixture, public testing::WithParamInterface<Range> {
   protected:
@@ -108,10 +110,9 @@ TEST_F(Version, HasAnExtensionWithFourNumbers) {
 }
 
 TEST_F(Version, CatchesAFaultInTheCallersRecord) {
-    SetLastError(0);
-    EXPECT_EQ(tsp.TSPI_lineGetExtensionID(kDeviceIdBase, kTspiVersion, nullptr), failed(LINEERR_OPERATIONFAILED));
-    EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(holds(traces(), "[1] TSPI_lineGetExtensionID: Exception"));
+    EXPECT_TRUE(reports_an_exception("TSPI_lineGetExtensionID", [this] {
+        return tsp.TSPI_lineGetExtensionID(kDeviceIdBase, kTspiVersion, nullptr);
+    }));
 }
 
 // ---- addresses ------------------------------------------------------------------------------------------------------
@@ -130,8 +131,8 @@ TEST_F(Version, HasOneAddressWithoutALine) {
     DWORD addresses = 0;
     EXPECT_EQ(tsp.TSPI_lineGetNumAddressIDs(nullptr, &addresses), 0);
     EXPECT_EQ(addresses, 1u);
-    EXPECT_TRUE(reads(traces().all_levels(),
-                      {"[16] TSPI_lineGetNumAddressIDs", "[17] TSPI_lineGetNumAddressIDs(0) Good"}));
+    EXPECT_TRUE(
+        reads(traces().all_levels(), {"[16] TSPI_lineGetNumAddressIDs", "[17] TSPI_lineGetNumAddressIDs(0) Good"}));
 }
 
 TEST_F(Version, CatchesAFaultInTheCallersNumberOfAddresses) {

@@ -16,9 +16,10 @@ class CallReset : public ProviderFixture {
         ProviderFixture::SetUp();
         start_provider();
         open_waiting_line(0);
-        take_call(0);
+        bring_a_call();
         new_chapter();
     }
+    virtual void bring_a_call() { take_call(0); }
 
     // What the close does with the channel, behind its alerts.
     Lines reset() {
@@ -60,6 +61,11 @@ class CallReset : public ProviderFixture {
         const uint32_t values[] = {first, second};
         std::memcpy(static_cast<uint8_t*>(record) + offset, values, sizeof(values));
     }
+};
+
+// The call is still being offered.
+class OfferedCallReset : public CallReset {
+    void bring_a_call() override { offer_call(0); }
 };
 
 }  // namespace
@@ -139,4 +145,13 @@ TEST_F(CallReset, GivesTheDriverThePathByItsOffset) {
     };
     EXPECT_EQ(reset(), with_waits(0));
     EXPECT_EQ(entries(driver_calls().only({"DornLineReset(<*>"})).at(0).record.size(), 221u);
+}
+
+TEST_F(OfferedCallReset, ClearsTheCallToo) {
+    EXPECT_EQ(reset(), with_waits(0));
+}
+
+TEST_F(OfferedCallReset, ClearsTheCallAlsoOnceItIsAccepted) {
+    EXPECT_GT(tsp.TSPI_lineAccept(next_request(), call(0), nullptr, 0), 0);
+    EXPECT_EQ(reset(), with_waits(0));
 }
