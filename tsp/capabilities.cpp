@@ -4,6 +4,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "caller_record.h"
 #include "diag/diag.h"
 #include "entry_point.h"
 #include "provider.h"
@@ -34,35 +35,20 @@ void format_line_name(wchar_t (&name)[LINE_NAME_LENGTH], uint32_t index) {
     name[LINE_NAME_LENGTH - 1] = L'\0';
 }
 
-// Clears what the caller says is in use, but for the sizes that say so.
-void clear_caps(LINEDEVCAPS* caps) {
-    const DWORD total = caps->dwTotalSize;
-    const DWORD used = caps->dwUsedSize;
-    memset(caps, 0, used);
-    caps->dwTotalSize = total;
-    caps->dwUsedSize = used;
-}
-
-void append(LINEDEVCAPS* caps, const void* text, DWORD size, DWORD* size_field, DWORD* offset_field) {
-    memcpy(reinterpret_cast<uint8_t*>(caps) + caps->dwUsedSize, text, size);
-    *size_field = size;
-    *offset_field = caps->dwUsedSize;
-    caps->dwUsedSize += size;
-}
-
 // The two texts, when there is room for both.
-void fill_texts(LINEDEVCAPS* caps, uint32_t index) {
+void fill_texts(CallerRecord<LINEDEVCAPS>& caps, uint32_t index) {
     wchar_t line_name[LINE_NAME_LENGTH] = {};
     format_line_name(line_name, index);
     const DWORD name_size = static_cast<DWORD>((wcslen(line_name) + 1) * sizeof(wchar_t));
-    caps->dwNeededSize = caps->dwUsedSize + name_size + static_cast<DWORD>(sizeof PROVIDER_INFO);
+    const bool room = caps.reserve(name_size + static_cast<DWORD>(sizeof PROVIDER_INFO));
     TRACE(TRACE_INFO, "Query Caps for <%ls>", line_name);
-    if (caps->dwTotalSize < caps->dwNeededSize) {
+    if (!room) {
         TRACE(TRACE_INFO, "(lpLineDevCaps->dwTotalSize >= lpLineDevCaps->dwNeededSize)");
         return;
     }
-    append(caps, PROVIDER_INFO, sizeof PROVIDER_INFO, &caps->dwProviderInfoSize, &caps->dwProviderInfoOffset);
-    append(caps, line_name, name_size, &caps->dwLineNameSize, &caps->dwLineNameOffset);
+    caps.append(PROVIDER_INFO, sizeof PROVIDER_INFO, &LINEDEVCAPS::dwProviderInfoSize,
+                &LINEDEVCAPS::dwProviderInfoOffset);
+    caps.append(line_name, name_size, &LINEDEVCAPS::dwLineNameSize, &LINEDEVCAPS::dwLineNameOffset);
 }
 
 uint32_t permanent_line_id(uint32_t index) {
@@ -120,13 +106,14 @@ static_assert((LINECALLFEATURE_ACCEPT | LINECALLFEATURE_ANSWER | LINECALLFEATURE
                LINECALLFEATURE_SETCALLPARAMS) == 0x2000C5,
               "call features");
 
-void fill_device_id(VARSTRING* id, DWORD dwDeviceID) {
+void fill_device_id(VARSTRING* caller, DWORD dwDeviceID) {
+    const CallerRecord<VARSTRING> id(caller);
     if (id->dwTotalSize >= VARSTRING_ID_SIZE) {
         id->dwUsedSize = VARSTRING_ID_SIZE;
         id->dwStringFormat = STRINGFORMAT_BINARY;
         id->dwStringSize = sizeof(DWORD);
         id->dwStringOffset = VARSTRING_FIXED_SIZE;
-        memcpy(reinterpret_cast<uint8_t*>(id) + VARSTRING_FIXED_SIZE, &dwDeviceID, sizeof dwDeviceID);
+        memcpy(reinterpret_cast<uint8_t*>(id.get()) + VARSTRING_FIXED_SIZE, &dwDeviceID, sizeof dwDeviceID);
     } else {
         id->dwUsedSize = VARSTRING_SIZES_SIZE;
     }
@@ -184,9 +171,10 @@ extern "C" LONG WINAPI TSPI_lineGetDevCaps(DWORD dwDeviceID, DWORD dwTSPIVersion
             result = LINEERR_INVALDEVICEHANDLE;
             trace_invalid_device(name, dwDeviceID);
         }
-        clear_caps(lpLineDevCaps);
-        if (completes([&] { fill_texts(lpLineDevCaps, index); })) {
-            fill_fixed_caps(lpLineDevCaps, index);
+        CallerRecord<LINEDEVCAPS> caps(lpLineDevCaps);
+        caps.clear();
+        if (completes([&] { fill_texts(caps, index); })) {
+            fill_fixed_caps(caps.get(), index);
         } else {
             result = LINEERR_OPERATIONFAILED;
             TRACE(TRACE_INFO, "TSPI_lineGetDevCaps - Catch Error");

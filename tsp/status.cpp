@@ -4,6 +4,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "caller_record.h"
 #include "diag/diag.h"
 #include "entry_point.h"
 #include "provider.h"
@@ -53,37 +54,32 @@ Parties read_call(LineRec* pLine, LINECALLINFO* info) {
     return parties;
 }
 
-bool append(LINECALLINFO* info, const PartyText& party, DWORD* size_field, DWORD* offset_field) {
+using CallInfo = CallerRecord<LINECALLINFO>;
+
+bool append(CallInfo& info, const PartyText& party, DWORD LINECALLINFO::*size_field,
+            DWORD LINECALLINFO::*offset_field) {
     if (party.empty()) return false;
-    memcpy(reinterpret_cast<uint8_t*>(info) + info->dwUsedSize, party.text, party.size());
-    *size_field = party.size();
-    *offset_field = info->dwUsedSize;
-    info->dwUsedSize += party.size();
+    info.append(party.text, party.size(), size_field, offset_field);
     return true;
 }
 
-void append_parties(LINECALLINFO* info, const Parties& parties) {
-    if (append(info, parties.called, &info->dwCalledIDSize, &info->dwCalledIDOffset))
+void append_parties(CallInfo& info, const Parties& parties) {
+    if (append(info, parties.called, &LINECALLINFO::dwCalledIDSize, &LINECALLINFO::dwCalledIDOffset))
         info->dwCalledIDFlags = LINECALLPARTYID_ADDRESS;
-    if (append(info, parties.caller, &info->dwCallerIDSize, &info->dwCallerIDOffset))
+    if (append(info, parties.caller, &LINECALLINFO::dwCallerIDSize, &LINECALLINFO::dwCallerIDOffset))
         info->dwCallerIDFlags = LINECALLPARTYID_ADDRESS;
     // A name without a number leaves UNAVAIL beside NAME, as clients expect it.
-    if (append(info, parties.caller_name, &info->dwCallerIDNameSize, &info->dwCallerIDNameOffset))
+    if (append(info, parties.caller_name, &LINECALLINFO::dwCallerIDNameSize, &LINECALLINFO::dwCallerIDNameOffset))
         info->dwCallerIDFlags |= LINECALLPARTYID_NAME;
 }
 
-void fill_call_info(LineRec* pLine, LINECALLINFO* info) {
-    const DWORD total = info->dwTotalSize;
-    const DWORD used = info->dwUsedSize;
-    memset(info, 0, used);
-    info->dwTotalSize = total;
-    info->dwUsedSize = used;
-
-    const Parties parties = read_call(pLine, info);
-    info->dwNeededSize = used + parties.called.size() + parties.caller.size() + parties.caller_name.size();
+void fill_call_info(LineRec* pLine, CallInfo& info) {
+    info.clear();
+    const Parties parties = read_call(pLine, info.get());
+    const bool room = info.reserve(parties.called.size() + parties.caller.size() + parties.caller_name.size());
     info->dwCalledIDFlags = LINECALLPARTYID_UNAVAIL;
     info->dwCallerIDFlags = LINECALLPARTYID_UNAVAIL;
-    if (info->dwTotalSize >= info->dwNeededSize) append_parties(info, parties);
+    if (room) append_parties(info, parties);
 
     info->dwBearerMode = LINEBEARERMODE_VOICE;
     info->dwCallStates = CALL_STATES;
@@ -221,14 +217,14 @@ extern "C" LONG WINAPI TSPI_lineGetCallStatus(HDRVCALL hdCall, LPLINECALLSTATUS 
 extern "C" LONG WINAPI TSPI_lineGetCallInfo(HDRVCALL hdCall, LPLINECALLINFO lpCallInfo) {
     LineRec* pLine = line_of(hdCall);
     return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
-        LONG result = 0;
-        if (IsValidLine(pLine)) {
-            fill_call_info(pLine, lpCallInfo);
-        } else {
+        if (!IsValidLine(pLine)) {
             TRACE(TRACE_ERROR, "TSPI_lineGetCallInfo - Invalid Call Handle");
-            result = LINEERR_INVALCALLHANDLE;
+            DumpCallInfo(pLine, lpCallInfo);
+            return LINEERR_INVALCALLHANDLE;
         }
-        DumpCallInfo(pLine, lpCallInfo);
-        return result;
+        CallInfo info(lpCallInfo);
+        fill_call_info(pLine, info);
+        DumpCallInfo(pLine, info.get());
+        return 0;
     });
 }

@@ -124,7 +124,7 @@ TEST_F(DeviceCaps, ClearAsMuchAsTheCallerUses) {
 }
 
 TEST_F(DeviceCaps, AddTheLineStatesToThoseThatAreThere) {
-    DeviceAnswer answer(12, 12);
+    DeviceAnswer answer(kFixedSize, 12);
     answer.caps.dwLineStates = 0x10;
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.caps.dwLineStates, 0x812u);

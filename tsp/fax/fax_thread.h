@@ -12,8 +12,8 @@ struct FreeGlobal {
     void operator()(void* memory) const { GlobalFree(memory); }
 };
 
-// run(args) carries the fax out; `outcome` stands for it if it raises something. Then the board's reports are turned off,
-// and report_end(pLine, outcome) tells the fax service, the shared segment and TAPI.
+// run(args) carries the fax out; `outcome` stands for it if it raises something. Then the board's reports are turned
+// off, and report_end(pLine, outcome) tells the fax service, the shared segment and TAPI.
 template <class Outcome, class Run, class ReportEnd>
 void run_fax_thread(const char* name, void* arg, Outcome outcome, Run run, ReportEnd report_end) {
     std::unique_ptr<FaxThreadArgs, FreeGlobal> args(static_cast<FaxThreadArgs*>(arg));
