@@ -8,7 +8,7 @@
 #include "failure.h"
 #include "fax_job.h"
 
-enum class Command { lines, send, receive, loopback, status, events };
+enum class Command { lines, send, receive, loopback, status, events, configure };
 
 // A whole command line. What an option does is in its help text.
 struct Arguments {

@@ -1,14 +1,14 @@
 // The end of calls, and what is known of them meanwhile.
 #include "call.h"
 
-#include <vector>
-
 #include "own_process.h"
 #include "text.h"
 
 namespace {
 
 constexpr DWORD FAX_THREAD_TIMEOUT = 5000;  // milliseconds
+// Three texts of 256 characters at most stand behind the fixed part of the call information.
+constexpr DWORD CALL_TEXTS_SIZE = 3 * 256 * sizeof(wchar_t);
 constexpr DWORD DROP_RETRY_INTERVAL = 10;
 constexpr DWORD DROP_PATIENCE = 500;
 // The provider's pause after a ring, and a little more for its thread to come to itself.
@@ -66,21 +66,17 @@ void call_end_for_next(Line& line, HANDLE stop) {
 }
 
 CallInfo call_info(const Line& line) {
-    // Three texts of 256 characters at most stand behind the fixed part.
-    std::vector<unsigned char> buffer(LINECALLINFO_SIZE + 3 * 256 * sizeof(wchar_t));
-    auto* record = reinterpret_cast<LINECALLINFO*>(buffer.data());
-    record->dwTotalSize = static_cast<DWORD>(buffer.size());
-    record->dwUsedSize = LINECALLINFO_SIZE;
-    if (line.provider->tspi.lineGetCallInfo(line.hdCall, record) != 0) return {};
-    const auto text = [&](DWORD offset, DWORD size) {
-        return size == 0
-                   ? std::string()
-                   : utf8_of_wide(reinterpret_cast<const wchar_t*>(buffer.data() + offset), size / sizeof(wchar_t));
-    };
     CallInfo info;
-    info.called_id = text(record->dwCalledIDOffset, record->dwCalledIDSize);
-    info.caller_id = text(record->dwCallerIDOffset, record->dwCallerIDSize);
-    info.caller_name = text(record->dwCallerIDNameOffset, record->dwCallerIDNameSize);
+    const RecordBuffer<LINECALLINFO> record = call_info_record(line);
+    info.called_id = record.text(record->dwCalledIDOffset, record->dwCalledIDSize);
+    info.caller_id = record.text(record->dwCallerIDOffset, record->dwCallerIDSize);
+    info.caller_name = record.text(record->dwCallerIDNameOffset, record->dwCallerIDNameSize);
     info.dwRate = record->dwRate;
     return info;
+}
+
+RecordBuffer<LINECALLINFO> call_info_record(const Line& line) {
+    RecordBuffer<LINECALLINFO> record(LINECALLINFO_SIZE, CALL_TEXTS_SIZE);
+    if (line.provider->tspi.lineGetCallInfo(line.hdCall, record.get()) == 0) return record;
+    return RecordBuffer<LINECALLINFO>(LINECALLINFO_SIZE);
 }

@@ -30,4 +30,6 @@ void call_end(Line& line);
 // offered: this waits until that pause is over. `stop` cuts it short.
 void call_end_for_next(Line& line, HANDLE stop);
 
+// Of the line's call; empty when the provider does not answer.
 CallInfo call_info(const Line& line);
+RecordBuffer<LINECALLINFO> call_info_record(const Line& line);

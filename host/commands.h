@@ -10,3 +10,4 @@ Failure command_receive(const Arguments& arguments);
 Failure command_loopback(const Arguments& arguments);
 Failure command_status(const Arguments& arguments);
 Failure command_events(const Arguments& arguments);
+Failure command_configure(const Arguments& arguments);

@@ -29,15 +29,6 @@ struct EventHub {
 EventHub gHub;
 EventObserver gObserver;
 
-void push(EventQueue& queue, const TapiEvent& event) {
-    {
-        const ScopedLock lock(queue.lock);
-        queue.events.push_back(event);
-        if (!event.function && event.dwMsg == LINE_CALLSTATE) queue.dwCallState = static_cast<DWORD>(event.dwParam1);
-    }
-    SetEvent(queue.arrived.get());
-}
-
 // Observer first, so that what it shows of an event comes before what the event's receiver makes of it.
 void deliver(HTAPILINE htLine, TapiEvent event) {
     {
@@ -48,7 +39,7 @@ void deliver(HTAPILINE htLine, TapiEvent event) {
     if (gObserver) gObserver(event);
     const ScopedLock lock(gHub.lock);
     const auto line = gHub.lines.find(htLine);
-    if (line != gHub.lines.end()) push(*line->second.queue, event);
+    if (line != gHub.lines.end()) queue_put(*line->second.queue, event);
 }
 
 bool take_present(EventQueue& queue, const EventMatch& match, TapiEvent& event) {
@@ -98,6 +89,15 @@ Taken queue_take(EventQueue& queue, const EventMatch& match, const Patience& pat
                 return Taken::timeout;
         }
     }
+}
+
+void queue_put(EventQueue& queue, const TapiEvent& event) {
+    {
+        const ScopedLock lock(queue.lock);
+        queue.events.push_back(event);
+        if (!event.function && event.dwMsg == LINE_CALLSTATE) queue.dwCallState = static_cast<DWORD>(event.dwParam1);
+    }
+    SetEvent(queue.arrived.get());
 }
 
 void queue_clear(EventQueue& queue) {

@@ -51,6 +51,8 @@ using EventMatch = std::function<bool(const TapiEvent&)>;
 // Takes the oldest event that matches, waiting for it if need be, and leaves the others in the queue. One thread per
 // queue may wait.
 Taken queue_take(EventQueue& queue, const EventMatch& match, const Patience& patience, TapiEvent& event);
+// Adds an event, for whoever waits for it. Does not block.
+void queue_put(EventQueue& queue, const TapiEvent& event);
 void queue_clear(EventQueue& queue);
 DWORD queue_call_state(EventQueue& queue);
 void queue_set_call_state(EventQueue& queue, DWORD dwCallState);

@@ -12,8 +12,9 @@ struct CommandFunction {
 };
 
 constexpr CommandFunction FUNCTIONS[] = {
-    {Command::lines, command_lines},       {Command::send, command_send_fax}, {Command::receive, command_receive},
-    {Command::loopback, command_loopback}, {Command::status, command_status}, {Command::events, command_events},
+    {Command::lines, command_lines},         {Command::send, command_send_fax}, {Command::receive, command_receive},
+    {Command::loopback, command_loopback},   {Command::status, command_status}, {Command::events, command_events},
+    {Command::configure, command_configure},
 };
 
 Failure run(const Arguments& arguments) {

@@ -1,6 +1,4 @@
 // The help text.
-#include <algorithm>
-
 #include "arguments.h"
 #include "options.h"
 #include "text.h"
@@ -15,26 +13,6 @@ constexpr char EXIT_STATUSES[] =
     "folder that cannot be used, 4 the provider cannot be started or lacks the line, 130 interrupted. What is\n"
     "not 0 comes with one line on standard error: the value by name, what happened, what to do.";
 
-// The text in lines of at most HELP_WIDTH characters, all but the first indented.
-std::string wrapped(const std::string& text) {
-    std::string result;
-    size_t room = HELP_WIDTH;
-    for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find(' ', start), text.size());
-        const size_t size = end - start;
-        if (size >= room) {
-            result += "\n" + std::string(HELP_INDENT, ' ');
-            room = HELP_WIDTH;
-        } else if (!result.empty()) {
-            result += ' ';
-        }
-        result += text.substr(start, size);
-        room -= size + 1;
-        start = end + 1;
-    }
-    return result;
-}
-
 // The options of one command alone, or those of every command.
 std::string option_help(unsigned commands) {
     std::string text;
@@ -42,7 +20,8 @@ std::string option_help(unsigned commands) {
         const bool of_every_command = row.commands == EVERY_COMMAND;
         if (of_every_command != (commands == EVERY_COMMAND) || !(row.commands & commands)) continue;
         const std::string name = row.value ? std::string(row.name) + " " + row.value : row.name;
-        text += format("  %-*s%s\n", static_cast<int>(HELP_INDENT - 2), name.c_str(), wrapped(row.help).c_str());
+        text += format("  %-*s%s\n", static_cast<int>(HELP_INDENT - 2), name.c_str(),
+                       wrapped(row.help, HELP_WIDTH, HELP_INDENT).c_str());
     }
     return text;
 }

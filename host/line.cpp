@@ -1,8 +1,6 @@
 // Line queries, opening and closing.
 #include "line.h"
 
-#include <vector>
-
 #include "call.h"
 #include "text.h"
 
@@ -13,52 +11,29 @@ constexpr DWORD LINE_STATES = LINEDEVSTATE_RINGING | LINEDEVSTATE_NUMCALLS;
 constexpr DWORD ADDRESS_STATES = LINEADDRESSSTATE_NUMCALLS;
 constexpr DWORD ADDRESS_ID = 0;
 
-// A TAPI record with room behind its fixed part; the caller of a provider sets both sizes.
-struct RecordBuffer {
-    explicit RecordBuffer(size_t size) : bytes(size) {}
-    template <typename Record>
-    Record* as(DWORD fixed_size) {
-        auto* record = reinterpret_cast<Record*>(bytes.data());
-        record->dwTotalSize = static_cast<DWORD>(bytes.size());
-        record->dwUsedSize = fixed_size;
-        return record;
-    }
-    std::vector<unsigned char> bytes;
-};
-
-std::string record_text(const void* record, DWORD offset, DWORD size) {
-    const auto* text = reinterpret_cast<const wchar_t*>(static_cast<const char*>(record) + offset);
-    return size == 0 ? "" : utf8_of_wide(text, size / sizeof(wchar_t));
-}
-
 Failure refused(LONG result, DWORD dwDeviceID, const char* doing) {
     return line_error_failure(result, format("%s line %lu", doing, dwDeviceID), EXIT_PROVIDER);
 }
 
-Failure negotiate(const Provider& provider, DWORD dwDeviceID) {
-    DWORD dwTSPIVersion = 0;
+Failure negotiate(const Provider& provider, DWORD dwDeviceID, LineInfo& info) {
     LONG result = provider.tspi.lineNegotiateTSPIVersion(dwDeviceID, provider.dwTSPIVersion, provider.dwTSPIVersion,
-                                                         &dwTSPIVersion);
+                                                         &info.dwTSPIVersion);
     if (result != 0) return refused(result, dwDeviceID, "negotiating the version of");
-    LINEEXTENSIONID extension = {};
-    result = provider.tspi.lineGetExtensionID(dwDeviceID, dwTSPIVersion, &extension);
+    result = provider.tspi.lineGetExtensionID(dwDeviceID, info.dwTSPIVersion, &info.extension);
     if (result != 0) return refused(result, dwDeviceID, "asking for the extension of");
-    DWORD dwExtVersion = 0;
-    result = provider.tspi.lineNegotiateExtVersion(dwDeviceID, dwTSPIVersion, TAPI_VERSION_2_0, TAPI_VERSION_2_0,
-                                                   &dwExtVersion);
+    result = provider.tspi.lineNegotiateExtVersion(dwDeviceID, info.dwTSPIVersion, TAPI_VERSION_2_0, TAPI_VERSION_2_0,
+                                                   &info.dwExtVersion);
     if (result != 0) return refused(result, dwDeviceID, "negotiating the extension of");
     return {};
 }
 
-Failure get_device_caps(const Provider& provider, DWORD dwDeviceID, RecordBuffer& caps) {
+Failure get_device_caps(const Provider& provider, DWORD dwDeviceID, RecordBuffer<LINEDEVCAPS>& caps) {
     auto get = [&] {
-        return provider.tspi.lineGetDevCaps(dwDeviceID, provider.dwTSPIVersion, TAPI_VERSION_2_0,
-                                            caps.as<LINEDEVCAPS>(LINEDEVCAPS_SIZE));
+        return provider.tspi.lineGetDevCaps(dwDeviceID, provider.dwTSPIVersion, TAPI_VERSION_2_0, caps.get());
     };
     LONG result = get();
-    const DWORD needed = reinterpret_cast<const LINEDEVCAPS*>(caps.bytes.data())->dwNeededSize;
-    if (result == 0 && needed > caps.bytes.size()) {
-        caps.bytes.assign(needed, 0);
+    if (result == 0 && caps->dwNeededSize > caps->dwTotalSize) {
+        caps.assign(LINEDEVCAPS_SIZE, caps->dwNeededSize);
         result = get();
     }
     return result == 0 ? Failure() : refused(result, dwDeviceID, "asking for the capabilities of");
@@ -79,24 +54,16 @@ LONG prepare(Line& line, bool receiving) {
 
 Failure line_query(const Provider& provider, DWORD dwDeviceID, LineInfo& info) {
     if (Failure failure = provider_check_line(provider, dwDeviceID)) return failure;
-    if (Failure failure = negotiate(provider, dwDeviceID)) return failure;
-
-    RecordBuffer caps_buffer(LINEDEVCAPS_SIZE);
-    if (Failure failure = get_device_caps(provider, dwDeviceID, caps_buffer)) return failure;
-    const auto* caps = reinterpret_cast<const LINEDEVCAPS*>(caps_buffer.bytes.data());
-
-    RecordBuffer address_buffer(LINEADDRESSCAPS_SIZE);
-    const LONG result =
-        provider.tspi.lineGetAddressCaps(dwDeviceID, ADDRESS_ID, provider.dwTSPIVersion, TAPI_VERSION_2_0,
-                                         address_buffer.as<LINEADDRESSCAPS>(LINEADDRESSCAPS_SIZE));
+    if (Failure failure = negotiate(provider, dwDeviceID, info)) return failure;
+    RecordBuffer<LINEDEVCAPS>& caps = info.device_caps;
+    if (Failure failure = get_device_caps(provider, dwDeviceID, caps)) return failure;
+    const LONG result = provider.tspi.lineGetAddressCaps(dwDeviceID, ADDRESS_ID, provider.dwTSPIVersion,
+                                                         TAPI_VERSION_2_0, info.address_caps.get());
     if (result != 0) return refused(result, dwDeviceID, "asking for the address of");
 
     info.dwDeviceID = dwDeviceID;
-    info.name = record_text(caps, caps->dwLineNameOffset, caps->dwLineNameSize);
-    info.provider_info = record_text(caps, caps->dwProviderInfoOffset, caps->dwProviderInfoSize);
-    info.dwPermanentLineID = caps->dwPermanentLineID;
+    info.name = caps.text(caps->dwLineNameOffset, caps->dwLineNameSize);
     info.dwChannel = caps->dwPermanentLineID & 0xFFFF;
-    info.dwMaxRate = caps->dwMaxRate;
     return {};
 }
 
@@ -131,9 +98,8 @@ Line::~Line() {
 }
 
 std::string line_state(const Line& line) {
-    RecordBuffer buffer(LINEDEVSTATUS_SIZE);
-    auto* status = buffer.as<LINEDEVSTATUS>(LINEDEVSTATUS_SIZE);
-    if (line.provider->tspi.lineGetLineDevStatus(line.hdLine, status) != 0) return "unknown";
+    RecordBuffer<LINEDEVSTATUS> status(LINEDEVSTATUS_SIZE);
+    if (line.provider->tspi.lineGetLineDevStatus(line.hdLine, status.get()) != 0) return "unknown";
     std::string text = status->dwDevStatusFlags & LINEDEVSTATUSFLAGS_INSERVICE ? "in service" : "out of service";
     if (status->dwNumActiveCalls > 0) text += format(", %lu call", status->dwNumActiveCalls);
     return text;

@@ -7,14 +7,18 @@
 #include "events.h"
 #include "failure.h"
 #include "provider.h"
+#include "record_buffer.h"
 
+// What the line's provider answers before the line is open.
 struct LineInfo {
     DWORD dwDeviceID = 0;
     std::string name;
-    std::string provider_info;
-    DWORD dwPermanentLineID = 0;
     DWORD dwChannel = 0;  // the low half of the permanent ID
-    DWORD dwMaxRate = 0;  // bit/s
+    DWORD dwTSPIVersion = 0;
+    DWORD dwExtVersion = 0;
+    LINEEXTENSIONID extension = {};
+    RecordBuffer<LINEDEVCAPS> device_caps{LINEDEVCAPS_SIZE};
+    RecordBuffer<LINEADDRESSCAPS> address_caps{LINEADDRESSCAPS_SIZE};
 };
 
 // Opened by line_open, closed by its owner's end, whatever state its call is in. Its functions block and may be called

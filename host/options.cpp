@@ -14,13 +14,14 @@ constexpr size_t MOST_NUMBER = 255;  // characters of a number
 constexpr uint32_t HIGHEST_TRACE_LEVEL = 17;
 
 constexpr CommandRow COMMANDS[] = {
-    {Command::lines, "lines", "lines", "a table of the provider's lines", 0},
+    {Command::lines, "lines", "lines", "a table of the provider's lines, and what they can do", 0},
     {Command::send, "send", "send --line N --to NUMBER FILE.tif", "place a call and send the file", 1},
     {Command::receive, "receive", "receive --line N --dir FOLDER", "answer calls and store what comes", 0},
     {Command::loopback, "loopback", "loopback FILE.tif OUT.tif",
      "send from one line, receive on another, and check that what came is what was sent", 2},
     {Command::status, "status", "status", "what the shared segment tells of the channels", 0},
-    {Command::events, "events", "events", "open the lines and show every event", 0},
+    {Command::events, "events", "events", "open the lines and show every event, and their calls", 0},
+    {Command::configure, "configure", "configure", "the board's configuration dialog", 0},
 };
 
 bool parse_number(const std::string& text, uint32_t highest, uint32_t& number) {

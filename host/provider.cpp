@@ -46,6 +46,8 @@ const char* find_functions(HMODULE module, TspiFunctions& tspi) {
     FIND(lineGetAddressCaps);
     FIND(lineGetNumAddressIDs);
     FIND(lineGetLineDevStatus);
+    FIND(lineGetAddressStatus);
+    FIND(lineGetID);
     FIND(lineSetStatusMessages);
     FIND(lineSetDefaultMediaDetection);
     FIND(lineOpen);
@@ -55,23 +57,12 @@ const char* find_functions(HMODULE module, TspiFunctions& tspi) {
     FIND(lineDrop);
     FIND(lineCloseCall);
     FIND(lineGetCallInfo);
+    FIND(lineGetCallStatus);
+    FIND(lineGetCallAddressID);
     FIND(lineDevSpecific);
 #undef FIND
+    if (!find(module, "TUISPI_lineConfigDialog", tspi.TUISPI_lineConfigDialog)) return "TUISPI_lineConfigDialog";
     return nullptr;
-}
-
-Failure load(Provider& provider, const std::wstring& path) {
-    // The provider's folder takes the program's place in the search, so that its driver library is found beside it.
-    provider.module.reset(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    if (!provider.module) {
-        return {EXIT_PROVIDER, "LINEERR_NODRIVER", utf8(path) + " cannot be loaded, " + windows_error(GetLastError()),
-                "check that qorvtsp.tsp and calddlld.dll lie together, or name the provider with --provider"};
-    }
-    if (const char* missing = find_functions(provider.module.get(), provider.tspi)) {
-        return {EXIT_PROVIDER, "LINEERR_NODRIVER", utf8(path) + " has no " + missing,
-                "name the fax boards' provider with --provider"};
-    }
-    return {};
 }
 
 enum class ServiceState { absent, stopped, running, unknown };
@@ -133,9 +124,23 @@ std::wstring default_provider_path() {
     return program_folder() + L"\\qorvtsp.tsp";
 }
 
-Failure provider_start(Provider& provider, const ProviderOptions& options) {
+Failure provider_load(Provider& provider, const std::wstring& path) {
     provider.threads_before = process_counts().threads;
-    if (Failure failure = load(provider, options.path)) return failure;
+    // The provider's folder takes the program's place in the search, so that its driver library is found beside it.
+    provider.module.reset(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+    if (!provider.module) {
+        return {EXIT_PROVIDER, "LINEERR_NODRIVER", utf8(path) + " cannot be loaded, " + windows_error(GetLastError()),
+                "check that qorvtsp.tsp and calddlld.dll lie together, or name the provider with --provider"};
+    }
+    if (const char* missing = find_functions(provider.module.get(), provider.tspi)) {
+        return {EXIT_PROVIDER, "LINEERR_NODRIVER", utf8(path) + " has no " + missing,
+                "name the fax boards' provider with --provider"};
+    }
+    return {};
+}
+
+Failure provider_start(Provider& provider, const ProviderOptions& options) {
+    if (Failure failure = provider_load(provider, options.path)) return failure;
     if (Failure failure = keep_others_out(provider)) return failure;
     return initialise(provider, options.dwLineDeviceIDBase);
 }

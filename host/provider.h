@@ -21,6 +21,8 @@ struct TspiFunctions {
     decltype(&::TSPI_lineGetAddressCaps) lineGetAddressCaps;
     decltype(&::TSPI_lineGetNumAddressIDs) lineGetNumAddressIDs;
     decltype(&::TSPI_lineGetLineDevStatus) lineGetLineDevStatus;
+    decltype(&::TSPI_lineGetAddressStatus) lineGetAddressStatus;
+    decltype(&::TSPI_lineGetID) lineGetID;
     decltype(&::TSPI_lineSetStatusMessages) lineSetStatusMessages;
     decltype(&::TSPI_lineSetDefaultMediaDetection) lineSetDefaultMediaDetection;
     decltype(&::TSPI_lineOpen) lineOpen;
@@ -30,7 +32,10 @@ struct TspiFunctions {
     decltype(&::TSPI_lineDrop) lineDrop;
     decltype(&::TSPI_lineCloseCall) lineCloseCall;
     decltype(&::TSPI_lineGetCallInfo) lineGetCallInfo;
+    decltype(&::TSPI_lineGetCallStatus) lineGetCallStatus;
+    decltype(&::TSPI_lineGetCallAddressID) lineGetCallAddressID;
     decltype(&::TSPI_lineDevSpecific) lineDevSpecific;
+    decltype(&::TUISPI_lineConfigDialog) TUISPI_lineConfigDialog;  // the provider is its own user-interface module
 };
 
 struct ModuleFreer {
@@ -65,7 +70,11 @@ struct ProviderOptions {
 // qorvtsp.tsp beside the running program.
 std::wstring default_provider_path();
 
-// Blocks until every channel has been reset. What fails is named and undone by the provider's owner.
+// Loads the provider and finds its entry points. Its configuration dialog needs no more.
+Failure provider_load(Provider& provider, const std::wstring& path);
+
+// Loads and initialises the provider. Blocks until every channel has been reset. What fails is named and undone by the
+// provider's owner.
 Failure provider_start(Provider& provider, const ProviderOptions& options);
 
 // LINEERR_BADDEVICEID unless the device ID is one of the provider's.

@@ -34,10 +34,9 @@ static std::string event_json(const TapiEvent& event) {
     return json_line(json_number(object, "param3", static_cast<int64_t>(event.dwParam3)));
 }
 
-static void show_events(bool json) {
-    hub_observe([json](const TapiEvent& event) {
-        journal_post([event, json] { return json ? event_json(event) : event_line_text(event); });
-    });
+void show_event(const Arguments& arguments, const TapiEvent& event) {
+    const bool json = arguments.json;
+    journal_post([event, json] { return json ? event_json(event) : event_line_text(event); });
 }
 
 static void tell_about_segment(const Arguments& arguments, uint32_t error) {
@@ -48,17 +47,26 @@ static void tell_about_segment(const Arguments& arguments, uint32_t error) {
     show(arguments, text, json_text(facts, "text", text));
 }
 
-Failure session_start(Session& session) {
+// Shows events and trace as the arguments ask for; returns the provider's path.
+static std::wstring prepare_session(Session& session) {
     const Arguments& arguments = session.arguments;
     const std::wstring path = arguments.provider.empty() ? default_provider_path() : wide(arguments.provider);
-    if (arguments.events || arguments.command == Command::events) show_events(arguments.json);
+    if (arguments.events) hub_observe([&arguments](const TapiEvent& event) { show_event(arguments, event); });
     if (!arguments.trace_levels.empty()) {
         session.trace = std::make_unique<TraceListener>(arguments.trace_levels, path, arguments.json);
     }
+    return path;
+}
+
+Failure session_load(Session& session) {
+    return provider_load(session.provider, prepare_session(session));
+}
+
+Failure session_start(Session& session) {
     ProviderOptions options;
-    options.path = path;
+    options.path = prepare_session(session);
     if (Failure failure = provider_start(session.provider, options)) return failure;
-    if (const uint32_t error = status_reader_open(session.status)) tell_about_segment(arguments, error);
+    if (const uint32_t error = status_reader_open(session.status)) tell_about_segment(session.arguments, error);
     return {};
 }
 

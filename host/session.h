@@ -5,6 +5,7 @@
 #include <string>
 
 #include "arguments.h"
+#include "events.h"
 #include "failure.h"
 #include "fax_job.h"
 #include "journal.h"
@@ -26,9 +27,15 @@ struct Session {
     Provider provider;
 };
 
+// Loads the provider, with the trace shown as the arguments ask for, and does no more.
+Failure session_load(Session& session);
+
 // Starts the provider, with events and trace shown as the arguments ask for; says so when the shared segment cannot be
 // read. Blocks until every channel has been reset.
 Failure session_start(Session& session);
+
+// Queues an event or completion for the output.
+void show_event(const Arguments& arguments, const TapiEvent& event);
 
 // Queues one fact for the output, in the form that was asked for. The object's first member should be its "type".
 void show(const Arguments& arguments, const std::string& text, const JsonObject& facts);

@@ -41,6 +41,12 @@ qorv_make_prefix() {
     for file in "$WINEPREFIX"/*.reg "$WINEPREFIX"/.update-timestamp "$WINEPREFIX"/drive_c/windows/*.ini; do
         cp --remove-destination "$qorv_wine_template${file#"$WINEPREFIX"}" "$file"
     done
+    # Windows are drawn into memory only, unless QORV_SCREEN names an X display, such as :0.
+    if [[ ${QORV_SCREEN-} ]]; then
+        export DISPLAY=$QORV_SCREEN
+    else
+        printf '\n[Software\\\\Wine\\\\Drivers]\n"Graphics"="null"\n' >>"$WINEPREFIX/user.reg"
+    fi
 }
 
 qorv_end_wine() { qorv_drop_prefix "$WINEPREFIX"; }

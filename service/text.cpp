@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -59,6 +60,25 @@ std::string format(const char* pattern, ...) {
     vsnprintf(result.data(), result.size() + 1, pattern, again);
     va_end(again);
     va_end(arguments);
+    return result;
+}
+
+std::string wrapped(const std::string& text, size_t width, size_t indent) {
+    std::string result;
+    size_t room = width;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find(' ', start), text.size());
+        const size_t size = end - start;
+        if (size >= room) {
+            result += "\n" + std::string(indent, ' ');
+            room = width;
+        } else if (!result.empty()) {
+            result += ' ';
+        }
+        result += text.substr(start, size);
+        room -= size + 1;
+        start = end + 1;
+    }
     return result;
 }
 

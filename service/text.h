@@ -22,5 +22,8 @@ std::string utf8_of_wide(const wchar_t* field, size_t size);
 // As printf, into a string.
 std::string format(const char* pattern, ...) __attribute__((format(gnu_printf, 1, 2)));
 
+// The text broken at blanks into lines of at most `width` characters, all but the first one indented.
+std::string wrapped(const std::string& text, size_t width, size_t indent);
+
 // "error 5: Access denied", the system's text of a Windows error code on one line.
 std::string windows_error(unsigned long code);

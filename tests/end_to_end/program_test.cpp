@@ -2,6 +2,8 @@
 #include <windows.h>
 
 #include "end_to_end.h"
+#include "own_process.h"
+#include "owned.h"
 #include "run_program.h"
 #include "text.h"
 
@@ -28,6 +30,83 @@ TEST_F(Program, ListsTheLines) {
         << run.output;
     EXPECT_TRUE(says(run.output, "     1  Halvorsund Line #2      0x00010015       21      2400  in service\n"))
         << run.output;
+}
+
+TEST_F(Program, TellsWhatTheLinesCanDoByTheConstantsNames) {
+    given_ini("");
+    const ProgramRun run = faxhost("lines");
+    EXPECT_TRUE(says(run.output, "\nlines 0 to 3\n")) << run.output;
+    for (const char* fact :
+         {"  provider              Vantreli Halvorsund Telephony Service Provider\n",
+          "  extension             0x580F6780 0x101D580E 0x8000F880 0x4A3D13C8, version 0x00020000\n",
+          "  device class          tapi/line\n", "  media modes           LINEMEDIAMODE_G3FAX\n",
+          "  device flags          LINEDEVCAPFLAGS_CLOSEDROP | LINEDEVCAPFLAGS_DIALDIALTONE\n",
+          "  busy modes            LINEBUSYMODE_STATION | LINEBUSYMODE_TRUNK\n",
+          "  device status         LINEDEVSTATUSFLAGS_CONNECTED | LINEDEVSTATUSFLAGS_INSERVICE, 0 active calls\n",
+          "  address status        LINEADDRFEATURE_MAKECALL, 0 active calls\n"})
+        EXPECT_TRUE(says(run.output, fact)) << fact << run.output;
+    EXPECT_TRUE(says(faxhost("lines --json").output,
+                     "{\"type\": \"capabilities\", \"device_ids\": [0, 1, 2, 3], \"provider\": \"Vantreli"));
+}
+
+TEST_F(Program, TellsOfACallWithItsEvents) {
+    given_ini("[station.far]\nnumber = 200\nname = Far machine\ncalls = 101\nfile = " + three_pages() + "\n");
+    const ProgramRun run = faxhost("events --line 1 --seconds 3");
+    EXPECT_EQ(0u, run.exit_status) << run.errors;
+    for (const char* fact :
+         {"LINE_CALLSTATE  LINECALLSTATE_OFFERING, LINEOFFERINGMODE_ACTIVE, LINEMEDIAMODE_G3FAX\n", "call on line 1\n",
+          "  call state            LINECALLSTATE_OFFERING, LINEOFFERINGMODE_ACTIVE\n", "  called                101\n",
+          "  caller                200\n", "  caller name           Far machine\n",
+          "  caller ID flags       LINECALLPARTYID_NAME | LINECALLPARTYID_ADDRESS\n",
+          "  origin                LINECALLORIGIN_OUTBOUND\n"})
+        EXPECT_TRUE(says(run.output, fact)) << fact << run.output;
+}
+
+// Stops at the dialog of a faxhost and asks it to go.
+static BOOL CALLBACK close_dialog(HWND window, LPARAM closed) {
+    char caption[64] = {};
+    GetWindowTextA(window, caption, sizeof caption);
+    if (std::string(caption) != "Halvorsund software board" || !IsWindowVisible(window)) return TRUE;
+    DWORD process_id = 0;
+    GetWindowThreadProcessId(window, &process_id);
+    const OwnedHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+    char program[MAX_PATH] = {};
+    DWORD size = MAX_PATH;
+    QueryFullProcessImageNameA(process.get(), 0, program, &size);
+    if (std::string(program).find("faxhost.exe") == std::string::npos) return TRUE;
+    *reinterpret_cast<bool*>(closed) = PostMessageA(window, WM_CLOSE, 0, 0) != 0;
+    return FALSE;
+}
+
+TEST_F(Program, ShowsTheConfigurationDialogUntilItIsClosed) {
+    given_ini("");
+    bool closed = false;
+    const ULONGLONG deadline = GetTickCount64() + 30000;
+    const OwnedThread closing = thread_start([&closed, deadline] {
+        while (!closed && GetTickCount64() < deadline) {
+            EnumWindows(close_dialog, reinterpret_cast<LPARAM>(&closed));
+            Sleep(10);
+        }
+    });
+    const ProgramRun run = faxhost("configure");
+    WaitForSingleObject(closing.get(), INFINITE);
+    EXPECT_TRUE(closed);
+    EXPECT_EQ(0u, run.exit_status) << run.errors;
+    EXPECT_EQ("", run.output + run.errors);
+}
+
+TEST_F(Program, SaysWhenThereIsNoConfigurationDialog) {
+    const TemporaryFolder elsewhere;
+    for (const char* file : {PROVIDER, FAXHOST})
+        ASSERT_TRUE(
+            CopyFileA(file, elsewhere.file(std::string(file).substr(std::string(file).rfind('/') + 1)).c_str(), FALSE));
+    ASSERT_TRUE(CopyFileA(DRIVER, elsewhere.file("calddlld.dll").c_str(), FALSE));
+    const ProgramRun run = run_program(elsewhere.file("faxhost.exe"), "configure");
+    EXPECT_EQ(4u, run.exit_status);
+    EXPECT_TRUE(says(run.errors,
+                     "faxhost: LINEERR_OPERATIONFAILED: the board's configuration dialog cannot be shown; check that "
+                     "there is a screen, and that qorvconf.cpl lies beside this program"))
+        << run.errors;
 }
 
 TEST_F(Program, LoopsAFaxBackAndReportsIt) {

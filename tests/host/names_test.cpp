@@ -73,3 +73,11 @@ TEST(Names, TellsFailuresInOneLine) {
     EXPECT_EQ("LINEERR_INUSE: the provider refused while calling; the line has a call already; wait until it is over",
               failure_line(line_error_failure(static_cast<int32_t>(0x8000000F), "calling", EXIT_FAX_FAILED)));
 }
+
+TEST(Names, NamesTheFlagsOfAValue) {
+    EXPECT_EQ("LINEBUSYMODE_STATION | LINEBUSYMODE_TRUNK", flag_names(FlagKind::busy_modes, 3));
+    EXPECT_EQ("LINECALLFEATURE_ACCEPT | LINECALLFEATURE_ANSWER | LINECALLFEATURE_DIAL | LINECALLFEATURE_DROP",
+              flag_names(FlagKind::call_features, 0xC5));
+    EXPECT_EQ("0", flag_names(FlagKind::media_modes, 0));
+    EXPECT_EQ("LINEADDRESSMODE_ADDRESSID | 0x80000000", flag_names(FlagKind::address_modes, 0x80000001));
+}
