@@ -14,7 +14,7 @@ packages=(
     # spandsp's configure script and the table generators that it compiles for this machine
     gcc libc6-dev file
     # fetching and unpacking sources
-    dpkg-dev bzip2 gzip xz-utils
+    dpkg-dev bzip2 gzip xz-utils patch
     # running and looking at the result
     wine wine64 libtiff-tools netpbm
 )
@@ -202,6 +202,7 @@ cores=$(nproc)
 build_ace() {
     local ACE_ROOT=$build/ace
     cd "$build/ace/ace"
+    patch -p1 -d "$build/ace" <"$qorv_root/scripts/ace-free-tss-key.patch"
     echo '#include "ace/config-win32.h"' >config.h
     cat >"$build/ace/include/makeinclude/platform_macros.GNU" <<-END
 		static_libs_only = 1
