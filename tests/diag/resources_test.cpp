@@ -13,6 +13,16 @@ class Resources : public ProviderFixture {
         return narrow(text);
     }
 
+    // The message as a viewer of the event log shows it, with an entry's three strings.
+    std::string message_with(DWORD id, const wchar_t* first, const wchar_t* second, const wchar_t* third) {
+        DWORD_PTR strings[] = {reinterpret_cast<DWORD_PTR>(first), reinterpret_cast<DWORD_PTR>(second),
+                               reinterpret_cast<DWORD_PTR>(third)};
+        wchar_t text[512] = L"no message";
+        FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, id, 0, text, 512,
+                       reinterpret_cast<va_list*>(strings));
+        return narrow(text);
+    }
+
     std::string string(UINT id) {
         wchar_t text[512] = L"no string";
         LoadStringW(module, id, text, 512);
@@ -83,22 +93,37 @@ constexpr Text kStrings[] = {
     {123, "System Configuration"},
 };
 
+// A message's text with the second and third string in their places.
+std::string inserted(std::string text, const std::string& second, const std::string& third) {
+    const std::pair<const char*, std::string> strings[] = {{"%2", second}, {"%3", third}};
+    for (const auto& [place, string] : strings) {
+        size_t found = text.find(place);
+        if (found != std::string::npos) text.replace(found, 2, string);
+    }
+    return text;
+}
+
 }  // namespace
 
 TEST_F(Resources, NameTheCategoriesOfTheEventLog) {
-    for (const Text& category : kCategories) EXPECT_EQ(message(category.id), category.text);
+    for (const Text& category : kCategories) EXPECT_EQ(message(category.id), category.text) << category.id;
 }
 
 TEST_F(Resources, HaveTheTextOfEveryEventLogEntry) {
     for (const Text& known : kMessages) EXPECT_EQ(message(known.id), known.text) << std::hex << known.id;
 }
 
-TEST_F(Resources, InsertTheSecondAndThirdStringOfAnEntry) {
-    DWORD_PTR strings[] = {0, reinterpret_cast<DWORD_PTR>(L"A"), reinterpret_cast<DWORD_PTR>(L"1F")};
-    wchar_t text[256] = L"";
-    FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, module, 0xC000000B, 0, text, 256,
-                   reinterpret_cast<va_list*>(strings));
-    EXPECT_EQ(narrow(text), "Reset failure or no fw, chan A, status 1F.\r\n");
+TEST_F(Resources, InsertTheSecondAndThirdStringOfEveryEntry) {
+    for (const Text& known : kMessages)
+        EXPECT_EQ(message_with(known.id, L"first", L"A", L"1F"), inserted(known.text, "A", "1F"))
+            << std::hex << known.id;
+    EXPECT_EQ(message_with(0xC000000B, L"", L"A", L"1F"), "Reset failure or no fw, chan A, status 1F.\r\n");
+    EXPECT_EQ(message_with(0x80000011, L"", L"FFFFFFFF", L""), "Chan FFFFFFFF doesn't support MMR format.\r\n");
+}
+
+TEST_F(Resources, InsertNothingIntoACategory) {
+    for (const Text& category : kCategories)
+        EXPECT_EQ(message_with(category.id, L"first", L"A", L"1F"), category.text) << category.id;
 }
 
 TEST_F(Resources, HaveNoOtherMessages) {

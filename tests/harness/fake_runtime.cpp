@@ -40,9 +40,26 @@ HGLOBAL WINAPI allocate_global(UINT flags, SIZE_T size) {
 }
 
 HLOCAL WINAPI allocate_local(UINT flags, SIZE_T size) {
-    if (!allocation_fails("LocalAlloc", size)) return LocalAlloc(flags, size);
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
+    std::string call = text("LocalAlloc(0x%X, %llu)", flags, static_cast<unsigned long long>(size));
+    if (allocation_fails("LocalAlloc", size)) {
+        journal_windows(call + " failed");
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    HLOCAL block = LocalAlloc(flags, size);
+    std::string name = text("BLOCK%d", ++windows.memory.local_blocks_given);
+    journal_windows(call + " -> " + name);
+    windows.memory.local_blocks[block] = name;
+    return block;
+}
+
+HLOCAL WINAPI free_local(HLOCAL block) {
+    auto known = windows.memory.local_blocks.find(block);
+    if (known != windows.memory.local_blocks.end()) {
+        journal_windows("LocalFree(" + known->second + ")");
+        windows.memory.local_blocks.erase(known);
+    }
+    return LocalFree(block);
 }
 
 LPVOID WINAPI allocate_from_heap(HANDLE heap, DWORD flags, SIZE_T size) {
@@ -152,8 +169,9 @@ void FakeWindows::clean_up() {
 }
 
 Fakes memory_fakes() {
-    return {fake("malloc", allocate), fake("calloc", allocate_cleared), fake("GlobalAlloc", allocate_global),
-            fake("LocalAlloc", allocate_local), fake("HeapAlloc", allocate_from_heap)};
+    return {
+        fake("malloc", allocate),           fake("calloc", allocate_cleared), fake("GlobalAlloc", allocate_global),
+        fake("LocalAlloc", allocate_local), fake("LocalFree", free_local),    fake("HeapAlloc", allocate_from_heap)};
 }
 
 Fakes thread_fakes() {

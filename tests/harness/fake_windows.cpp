@@ -22,7 +22,7 @@ void FakeWindows::reset() {
 
 void FakeWindows::install(Replacements& table) {
     for (const Fakes& fakes : {service_fakes(), version_fakes(), event_log_fakes(), registry_fakes(), object_fakes(),
-                               mapping_fakes(), memory_fakes(), thread_fakes(), file_fakes()})
+                               mapping_fakes(), memory_fakes(), module_fakes(), thread_fakes(), file_fakes()})
         for (const Fake& one : fakes) table.replace(one.name, one.function);
 }
 

@@ -7,16 +7,20 @@
 //     windows.objects.events[2] = {fails, ERROR_NO_SYSTEM_RESOURCES};   the second event cannot be created
 //     windows.memory.fail_once_after("[4] Dev Specific cmd 3 (<*>", 112);
 //     windows.registry.set(kFaxDevices + L"\\0000000001\\Data", L"Rings", 3);
+//     windows.modules[L"qorvconf.cpl"].load_error = 126;  the control-panel module cannot be loaded
+//     windows.providers.files = {L"unimdm.tsp"};          TAPI has one provider
 //     sleep_gate(6000).close();                           a thread that sleeps 6000 ms stays there until it opens
 //
 // Journal lines of kind WINDOWS, in windows_calls(): Sleep(6000), CreateEvent -> EVENT1, SetEvent(EVENT1),
 // WaitForSingleObject(EVENT1, 1000), OpenServiceW("calder", 0x4), RegQueryValueExW("kxcall") and so on. Only objects
-// that look like the provider's own are journalled: manual-reset events and mutexes without a name.
+// that look like the provider's own are journalled: manual-reset events and mutexes without a name; and only the
+// modules and the environment variable that the provider asks for itself.
 #pragma once
 
 #include <windows.h>
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -102,6 +106,10 @@ struct Allocation {
 };
 
 struct FakeMemory {
+    // What LocalAlloc gave and LocalFree has not taken back: BLOCK1, BLOCK2, ... in the order in which they came.
+    std::map<void*, std::string> local_blocks = {};
+    int local_blocks_given = 0;
+
     // Whether an allocation fails. Asked on every thread of the provider, for every allocation of its module, those of
     // the C++ runtime and of ACE included.
     std::function<bool(const Allocation&)> fails = nullptr;
@@ -111,6 +119,24 @@ struct FakeMemory {
     void fail_once_after(const std::string& line, size_t smallest, size_t largest);
     void fail_once_after(const std::string& line, size_t size) { fail_once_after(line, size, size); }
 };
+
+// A module that the provider loads by its name. It has the one export that the provider looks for.
+struct FakeModule {
+    DWORD load_error = 0;    // 0 = it can be loaded
+    DWORD export_error = 0;  // 0 = the export is there
+    int loaded = 0;          // loads that no unload has followed
+};
+
+// TAPI's list of providers, as tapi32.dll's lineGetProviderListW tells it.
+struct FakeProviders {
+    std::vector<std::wstring> files = {};  // how the providers are recorded
+    std::deque<LONG> failures = {};        // what the next calls return instead of the list
+    std::deque<DWORD> growth = {};         // how many bytes the list is larger at each of the next calls
+    std::function<void()> on_call = nullptr;
+};
+
+// What the control-panel module's do_prop_sheet does; it is called with the module's handle.
+using PropertySheet = std::function<int32_t(HWND)>;
 
 struct FakeThreads {
     bool start = true;  // false: _beginthread fails
@@ -131,6 +157,11 @@ struct FakeWindows {
     FakeObjects objects;
     FakeMapping mapping;
     FakeMemory memory;
+    std::map<std::wstring, FakeModule> modules = {{L"tapi32.dll", {}}, {L"qorvconf.cpl", {}}};
+    FakeProviders providers;
+    PropertySheet property_sheet = [](HWND) { return 0; };
+    std::optional<std::wstring> windir = L"C:\\windows";  // the environment variable, when it is set
+    std::function<void()> on_windir = nullptr;            // called before it is told
     FakeThreads threads;
     FakeFiles files;
     // What a Sleep does, after it is in the journal; by default a thousandth of it passes.
@@ -164,6 +195,7 @@ Fakes registry_fakes();
 Fakes object_fakes();
 Fakes mapping_fakes();
 Fakes memory_fakes();
+Fakes module_fakes();
 Fakes thread_fakes();
 Fakes file_fakes();
 
