@@ -37,8 +37,8 @@ class CallerRecord {
     // Asks for so many bytes behind those in use. Whether there is room for them.
     bool reserve(DWORD size) {
         record_->dwNeededSize = record_->dwUsedSize + size;
-        // Sizes that do not fit into 32 bits are nonsense, and no room.
-        return record_->dwNeededSize >= size && total_ >= record_->dwNeededSize;
+        // Sizes that do not fit into 32 bits are nonsense, and no room; neither is the place of the sizes themselves.
+        return record_->dwNeededSize >= size && total_ >= record_->dwNeededSize && record_->dwUsedSize >= SIZES;
     }
 
     // Appends what there is room for: where it went and how long it is.
@@ -50,6 +50,8 @@ class CallerRecord {
     }
 
   private:
+    static constexpr DWORD SIZES = 3 * sizeof(DWORD);  // bytes of dwTotalSize, dwNeededSize and dwUsedSize
+
     uint8_t* bytes() const { return reinterpret_cast<uint8_t*>(record_); }
 
     Record* const caller_;

@@ -1,5 +1,6 @@
 // Line handles and the line lock, seen through an entry point that checks the handle and takes the lock once.
 #include "harness.h"
+#include "line_fixture.h"
 
 using namespace harness;
 
@@ -25,10 +26,6 @@ const char* const kLockTaken = "[4] lock_line() WaitForSingleObject() result= (W
 
 std::string this_thread() {
     return text("0x%lX", GetCurrentThreadId());
-}
-
-View on_this_thread(const View& view) {
-    return view.on_thread(GetCurrentThreadId());
 }
 
 }  // namespace

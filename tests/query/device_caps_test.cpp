@@ -124,13 +124,12 @@ TEST_F(DeviceCaps, ClearAsMuchAsTheCallerUses) {
 }
 
 TEST_F(DeviceCaps, AddTheLineStatesToThoseThatAreThere) {
-    DeviceAnswer answer(kFixedSize, 12);
+    DeviceAnswer answer(kFixedSize, 121);
     answer.caps.dwLineStates = 0x10;
     EXPECT_EQ(ask(0, answer), 0);
     EXPECT_EQ(answer.caps.dwLineStates, 0x812u);
     // What is neither cleared nor fixed stays as it is.
-    EXPECT_EQ(answer.caps.dwSwitchInfoSize, 0xCCCCCCCCu);
-    EXPECT_EQ(answer.caps.dwAnswerMode, 0xCCCCCCCCu);
+    EXPECT_EQ(answer.caps.dwSettableDevStatus, 0xCCCCCCCCu);
 }
 
 TEST_F(DeviceCaps, NumberTheLinesFromOne) {
