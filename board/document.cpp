@@ -47,7 +47,7 @@ static uint32_t resolution_of(TIFF* tiff, uint32_t page) {
     if (TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &dpi) == 0 || dpi <= 0) return DPI_STANDARD;
     if (short_field(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_CENTIMETER) dpi *= 2.54f;
     for (const uint32_t known : {DPI_STANDARD, DPI_FINE, DPI_SUPERFINE}) {
-        if (dpi > known * 0.9f && dpi < known * 1.1f) return known;
+        if (dpi > static_cast<float>(known) * 0.9f && dpi < static_cast<float>(known) * 1.1f) return known;
     }
     refuse(page, std::to_string(static_cast<unsigned>(dpi)) + " lines per inch are no resolution of fax");
 }

@@ -1,5 +1,7 @@
 #include "fax_engine.h"
 
+#include <cmath>
+
 #include "failure.h"
 #include "log.h"
 #include "tiff_library.h"
@@ -139,7 +141,7 @@ static bool read_page(const std::string& path, int number, ReceivedPage& page) {
     TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &page.rows);
     float dpi_down = 0;
     TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &dpi_down);
-    page.dpi_down = static_cast<uint32_t>(dpi_down + 0.5f);
+    page.dpi_down = static_cast<uint32_t>(std::lround(dpi_down));
     const tmsize_t size = TIFFRawStripSize(tiff.get(), 0);
     if (size <= 0) return false;
     page.image.resize(static_cast<size_t>(size));

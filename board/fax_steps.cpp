@@ -32,12 +32,12 @@ static void flush_reports(LineCall& call, const FaxSession& session) {
 // Throws what the session has come to, and leaves it.
 [[noreturn]] static void end_in_failure(LineCall& call, const std::shared_ptr<FaxSession>& session, KXResult result) {
     flush_reports(call, *session);
-    const Failure failure{result, session_error(*session, result)};
+    const std::string error = session_error(*session, result);
     if (call.channel.session == session) {
         leave_session(call.channel);
         call.channel.reception_failed = !session->sending;
     }
-    throw failure;
+    throw Failure{result, error};
 }
 
 static KXResult failed_result(const FaxSession& session) {

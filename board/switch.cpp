@@ -97,7 +97,8 @@ void answer(Board& board, const std::shared_ptr<Call>& call) {
 }
 
 // Holds the call itself: the caller's pointer may be one of those that are reset here.
-void hang_up(Board& board, const std::shared_ptr<Call> call, size_t side) {
+void hang_up(Board& board, std::shared_ptr<Call> held, size_t side) {
+    const std::shared_ptr<Call> call = std::move(held);
     if (call->state == CallState::ended) return;
     const bool was_connected = call->state == CallState::connected;
     BOARD_LOG(LOG_INFO, (side == CALLER ? call->calling_number : call->called_number) + " hangs up");

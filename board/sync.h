@@ -55,7 +55,7 @@ class Thread {
         auto start = std::make_unique<std::function<void()>>(std::move(body));
         handle_ = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, run, start.get(), 0, &id_));
         if (handle_ == nullptr) throw std::bad_alloc();
-        start.release();
+        static_cast<void>(start.release());  // the thread has it
     }
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr DWORD FAX_THREAD_TIMEOUT = 5000;  // milliseconds
 // Three texts of 256 characters at most stand behind the fixed part of the call information.
-constexpr DWORD CALL_TEXTS_SIZE = 3 * 256 * sizeof(wchar_t);
+constexpr DWORD CALL_TEXTS_SIZE = sizeof(wchar_t[3][256]);
 constexpr DWORD DROP_RETRY_INTERVAL = 10;
 constexpr DWORD DROP_PATIENCE = 500;
 // The provider's pause after a ring, and a little more for its thread to come to itself.

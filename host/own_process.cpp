@@ -18,7 +18,7 @@ static unsigned __stdcall run_body(void* argument) {
 OwnedThread thread_start(std::function<void()> body) {
     auto argument = std::make_unique<std::function<void()>>(std::move(body));
     OwnedThread thread(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, run_body, argument.get(), 0, nullptr)));
-    if (thread) argument.release();
+    if (thread) static_cast<void>(argument.release());  // the thread has it
     return thread;
 }
 

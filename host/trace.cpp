@@ -86,9 +86,9 @@ std::wstring temporary_name() {
 
 }  // namespace
 
-TraceListener::TraceListener(const std::vector<uint32_t>& levels, const std::wstring& provider_path, bool json) {
+TraceListener::TraceListener(const std::vector<uint32_t>& levels, const std::wstring& provider_path, bool json)
+    : previous(environment_value(CONFIGURATION_VARIABLE)) {
     gJson = json;
-    previous = environment_value(CONFIGURATION_VARIABLE);
     const std::wstring path = temporary_name();
     if (write_file(path, present_configuration(provider_path) + log_section(levels))) {
         configuration = path;

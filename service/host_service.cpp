@@ -15,7 +15,7 @@ constexpr DWORD RETRY_INTERVAL = 1000;  // milliseconds
 
 // The service manager gives its control handler no argument at registration that outlives it otherwise.
 SERVICE_STATUS_HANDLE gStatusHandle = nullptr;
-HANDLE gServiceStop = nullptr;
+OwnedHandle gServiceStop;
 
 // True when the segment is there, false when `stop` came first.
 bool get_segment(FaxSegment& segment, HANDLE stop, const std::function<void(std::string_view)>& tell) {
@@ -47,22 +47,22 @@ void report_state(DWORD state, DWORD exit_code = 0) {
 DWORD WINAPI on_control(DWORD control, DWORD, void*, void*) {
     if (control == SERVICE_CONTROL_STOP || control == SERVICE_CONTROL_SHUTDOWN) {
         report_state(SERVICE_STOP_PENDING);
-        SetEvent(gServiceStop);
+        SetEvent(gServiceStop.get());
         return NO_ERROR;
     }
     return control == SERVICE_CONTROL_INTERROGATE ? NO_ERROR : ERROR_CALL_NOT_IMPLEMENTED;
 }
 
 void WINAPI service_main(DWORD, wchar_t**) {
-    const OwnedHandle stop(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    gServiceStop = stop.get();
+    gServiceStop.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     gStatusHandle = RegisterServiceCtrlHandlerExW(SERVICE_NAME, on_control, nullptr);
     if (!gStatusHandle) return;
     report_state(SERVICE_START_PENDING);
     const LogFile log = service_log();
     log_write(log, "started");
     host_service_work(
-        stop.get(), [] { report_state(SERVICE_RUNNING); }, [&log](std::string_view line) { log_write(log, line); });
+        gServiceStop.get(), [] { report_state(SERVICE_RUNNING); },
+        [&log](std::string_view line) { log_write(log, line); });
     log_write(log, "stopped");
     report_state(SERVICE_STOPPED);
 }

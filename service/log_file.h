@@ -9,7 +9,7 @@ struct LogFile {
     std::wstring path;
 };
 
-constexpr long long LOG_FILE_LIMIT = 1024 * 1024;  // bytes, then FILE becomes FILE.1, FILE.1 becomes FILE.2, ...
+constexpr long long LOG_FILE_LIMIT = 1024LL * 1024;  // bytes, then FILE becomes FILE.1, FILE.1 becomes FILE.2, ...
 constexpr int LOG_FILES_KEPT = 3;
 
 // The log of the host service: %ProgramData%\Calder\calder.log, beside the program when there is no such folder.

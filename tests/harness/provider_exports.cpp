@@ -13,6 +13,8 @@ Function find(HMODULE provider, const char* name) {
 
 std::string provider_path() {
     char path[MAX_PATH] = "";
+    const DWORD length = GetEnvironmentVariableA("QORV_PROVIDER", path, MAX_PATH);
+    if (length > 0 && length < MAX_PATH) return path;
     GetModuleFileNameA(nullptr, path, MAX_PATH);
     std::string folder = path;
     folder.erase(folder.rfind('\\'));

@@ -57,7 +57,8 @@ struct ProviderExports {
 #undef X
 };
 
-// The path of the built provider, beside which the test program's folder lies.
+// The path of the built provider, beside which the test program's folder lies; or what QORV_PROVIDER says, for runs
+// over a variant of it.
 std::string provider_path();
 // Looks every export up; one that is missing is null.
 ProviderExports find_exports(HMODULE provider);

@@ -16,6 +16,7 @@ constexpr DWORD kLongestTest = 45000;  // milliseconds; the test runner itself g
 
 HANDLE stop_event;
 HANDLE watching_thread;
+void* trap_handler;
 
 constexpr DWORD kLongestWords = 5000;
 
@@ -46,6 +47,16 @@ LONG WINAPI last_words(EXCEPTION_POINTERS* fault) {
     die("the test crashes");
 }
 
+// The variant of the provider that traps undefined behaviour does it with an instruction that no processor knows, which
+// the provider would take for a fault like any other.
+LONG CALLBACK last_words_of_a_trap(EXCEPTION_POINTERS* fault) {
+    if (fault->ExceptionRecord->ExceptionCode != static_cast<DWORD>(EXCEPTION_ILLEGAL_INSTRUCTION))
+        return EXCEPTION_CONTINUE_SEARCH;
+    std::printf("at %p of the provider at %p\n", fault->ExceptionRecord->ExceptionAddress,
+                static_cast<void*>(GetModuleHandleA("qorvtsp.tsp")));
+    die("undefined behaviour");
+}
+
 // The provider's C++ runtime and the test's own share the C runtime, so an uncaught exception of either ends here.
 void last_words_of_abort(int) {
     die("the test aborts");
@@ -55,12 +66,14 @@ void last_words_of_abort(int) {
 
 void start_watchdog() {
     SetUnhandledExceptionFilter(last_words);
+    trap_handler = AddVectoredExceptionHandler(1, last_words_of_a_trap);
     std::signal(SIGABRT, last_words_of_abort);
     stop_event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     watching_thread = CreateThread(nullptr, 0, watch, nullptr, 0, nullptr);
 }
 
 void stop_watchdog() {
+    RemoveVectoredExceptionHandler(trap_handler);
     SetEvent(stop_event);
     WaitForSingleObject(watching_thread, INFINITE);
     CloseHandle(watching_thread);

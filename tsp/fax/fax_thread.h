@@ -24,7 +24,7 @@ void run_fax_thread(const char* name, void* arg, Outcome outcome, Run run, Repor
     LineRec* pLine = args->pLine;
     if (!pLine) {
         TRACE_NULL_LINE(name);
-        args.release();
+        static_cast<void>(args.release());
         return;
     }
     TRACE_ENTER(pLine, name);
