@@ -15,8 +15,8 @@ packages=(
     gcc libc6-dev file
     # fetching and unpacking sources
     dpkg-dev bzip2 gzip xz-utils patch
-    # checking the sources
-    clang-format clang-tidy cppcheck git
+    # checking the sources and what the tests reach
+    clang-format clang-tidy cppcheck git gcovr
     # running and looking at the result
     wine wine64 libtiff-tools netpbm
 )

@@ -115,3 +115,39 @@ TEST_F(EventLog, FailureDoesNotChangeTheResultOfTheEntryPoint) {
     windows.event_log.source_opens = false;
     EXPECT_EQ(report_error(1450), failed(LINEERR_RESOURCEUNAVAIL));
 }
+
+// ---- a number that cannot be formatted ----------------------------------------------------------------------------
+
+namespace {
+
+int __cdecl formatting_fails(wchar_t*, size_t, const wchar_t*, ...) {
+    return -1;
+}
+
+}  // namespace
+
+TEST_F(EventLog, TakesAnEntryWithoutItsNumberWhenThatCannotBeFormatted) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snwprintf", reinterpret_cast<void*>(formatting_fails)));
+    report_error(1450);
+    EXPECT_TRUE(reads_in_order(
+        of_reporting(), {"[8] report_event_num", "[4] report_event-num _sntprintf#1",
+                         "event log(category=3, 0xC0000007, \"\")", "[9] report_event(0)", "[9] report_event_num(0)"}));
+    EXPECT_TRUE(reads(event_log(), {"event log(category=3, 0xC0000007, \"\")"}));
+}
+
+TEST_F(EventLog, FailureIsTracedForAnEntryWithoutItsNumber) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snwprintf", reinterpret_cast<void*>(formatting_fails)));
+    windows.event_log.source_opens = false;
+    report_error(1450);
+    const Lines expected = {
+        "[8] report_event_num",
+        "[4] report_event-num _sntprintf#1",
+        "[8] report_event",
+        "[9] report_event(-2)",
+        "[4] report_event_num called report_event with error #1",
+        "[9] report_event_num(-2)",
+    };
+    EXPECT_TRUE(reads(of_reporting(), expected));
+}

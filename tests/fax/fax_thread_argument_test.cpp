@@ -2,22 +2,11 @@
 #include <algorithm>
 
 #include "fax_fixture.h"
+#include "wanted_thread.h"
 
 using namespace harness;
 
 namespace {
-
-using ThreadBody = void(__cdecl*)(void*);
-
-// The thread that the provider wanted to start last; it is not started.
-ThreadBody wanted_body;
-uint8_t* wanted_argument;
-
-uintptr_t __cdecl keep_the_wish(ThreadBody body, unsigned, void* argument) {
-    wanted_body = body;
-    wanted_argument = static_cast<uint8_t*>(argument);
-    return 1;
-}
 
 int blocks_freed;
 HGLOBAL WINAPI count_and_free(HGLOBAL block) {
@@ -32,18 +21,11 @@ class FaxThreadArgument : public OutgoingFaxFixture {
         blocks_freed = 0;
     }
 
-    // Has the provider start a thread, without its running.
-    void want_thread(Replacements& table, Command job) {
-        table.replace("_beginthread", reinterpret_cast<void*>(&keep_the_wish));
+    // Has the provider want a thread for this job.
+    void want(Replacements& table, Command job) {
         table.replace("GlobalFree", reinterpret_cast<void*>(&count_and_free));
         EXPECT_EQ(command(CommandBlock::fax(job, {"HEADER TEXT", "LOCAL ID", 0x12345678})), 0u);
         new_chapter();
-    }
-
-    // Runs the thread's body with this argument, as a thread would.
-    static void run(void* argument) {
-        Call thread([=] { return wanted_body(argument), 0; });
-        thread.result();
     }
 
     void expect_nothing_but(const std::string& trace) {
@@ -57,13 +39,14 @@ class FaxThreadArgument : public OutgoingFaxFixture {
 
 TEST_F(FaxThreadArgument, HoldsTheLineAndTheBlocksParameters) {
     for (Command job : {FAXSEND, FAXRECEIVE}) {
+        const WantedThread thread(module);
         Replacements table(module);
-        want_thread(table, job);
-        EXPECT_EQ(value_at<const void*>(wanted_argument, 0), line(0));
-        EXPECT_STREQ(reinterpret_cast<const char*>(wanted_argument + 8), "HEADER TEXT");
-        EXPECT_STREQ(reinterpret_cast<const char*>(wanted_argument + 58), "LOCAL ID");
-        EXPECT_EQ(value_at<uint32_t>(wanted_argument, 108), 0x12345678u);
-        run(wanted_argument);
+        want(table, job);
+        EXPECT_EQ(value_at<const void*>(thread.argument(), 0), line(0));
+        EXPECT_STREQ(reinterpret_cast<const char*>(thread.argument() + 8), "HEADER TEXT");
+        EXPECT_STREQ(reinterpret_cast<const char*>(thread.argument() + 58), "LOCAL ID");
+        EXPECT_EQ(value_at<uint32_t>(thread.argument(), 108), 0x12345678u);
+        thread.run(thread.argument());
         EXPECT_EQ(blocks_freed, 1);
         blocks_freed = 0;
     }
@@ -72,27 +55,27 @@ TEST_F(FaxThreadArgument, HoldsTheLineAndTheBlocksParameters) {
 TEST_F(FaxThreadArgument, IsTheWholeOfTheBlocksParametersByteForByte) {
     CommandBlock block(FAXSEND);
     for (size_t i = 0; i < 104; ++i) block.put(32 + i, static_cast<uint8_t>(i + 1));
-    Replacements table(module);
-    table.replace("_beginthread", reinterpret_cast<void*>(&keep_the_wish));
+    const WantedThread thread(module);
     EXPECT_EQ(command(block), 0u);
-    EXPECT_TRUE(std::equal(wanted_argument + 8, wanted_argument + 112, block.data() + 32));
-    put_value(wanted_argument, 8, uint8_t{0});
-    put_value(wanted_argument, 58, uint8_t{0});
-    run(wanted_argument);
+    EXPECT_TRUE(std::equal(thread.argument() + 8, thread.argument() + 112, block.data() + 32));
+    put_value(thread.argument(), 8, uint8_t{0});
+    put_value(thread.argument(), 58, uint8_t{0});
+    thread.run(thread.argument());
 }
 
 TEST_F(FaxThreadArgument, MayBeMissingOrWithoutALine) {
     for (Command job : {FAXSEND, FAXRECEIVE}) {
         const std::string name = job == FAXSEND ? "[2] Thread_Send_Fax" : "[2] Thread_Receive_Fax";
+        const WantedThread thread(module);
         Replacements table(module);
-        want_thread(table, job);
-        run(nullptr);
+        want(table, job);
+        thread.run(nullptr);
         expect_nothing_but(name + " arg=NULL");
-        put_value<const void*>(wanted_argument, 0, nullptr);
-        run(wanted_argument);
+        put_value<const void*>(thread.argument(), 0, nullptr);
+        thread.run(thread.argument());
         expect_nothing_but(name + " pLine=NULL");
-        put_value<const void*>(wanted_argument, 0, line(0));
-        run(wanted_argument);
+        put_value<const void*>(thread.argument(), 0, line(0));
+        thread.run(thread.argument());
         EXPECT_TRUE(holds(events(), "LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x1, 0x0, 0x0)"));
         blocks_freed = 0;
     }
