@@ -25,7 +25,6 @@ TEST_F(CallThread, OfADropEndsWithoutARequestOrALine) {
     const WantedThread thread(module);
     Call dropping([this] { return drop(); });
     wait_until([&] { return thread.argument() != nullptr; });
-    worker_ends();
     new_chapter();
     thread.run(nullptr);
     EXPECT_TRUE(reads(story(), {"[2] drop_call_thread pDropCall=NULL"}));
