@@ -28,6 +28,24 @@ TEST_F(ModuleEntry, TellsTheDebuggerAboutAnUnknownReason) {
     EXPECT_TRUE(reads(traces().all_levels(), {}));
 }
 
+namespace {
+
+int debugger_lines;
+void WINAPI debugger_throws_once(const char* line) {
+    if (++debugger_lines == 1) throw 1;
+    EXPECT_STREQ(line, "TSP:DLLMain catch\n");
+}
+
+}  // namespace
+
+TEST_F(ModuleEntry, TellsTheDebuggerAboutAnException) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("OutputDebugStringA", reinterpret_cast<void*>(debugger_throws_once)));
+    debugger_lines = 0;
+    EXPECT_EQ(call_entry(kUnknownReason), failed(LINEERR_OPERATIONFAILED));
+    EXPECT_EQ(debugger_lines, 2);
+}
+
 TEST_F(ModuleEntry, SaysNothingAboutThreads) {
     EXPECT_EQ(call_entry(DLL_THREAD_ATTACH), TRUE);
     EXPECT_EQ(call_entry(DLL_THREAD_DETACH), TRUE);
