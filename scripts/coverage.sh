@@ -7,9 +7,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/run.sh"
 cd "$here/.."
 
-run scripts/bootstrap.sh
-run cmake --preset release --log-level=WARNING
-run cmake --build --preset release
+build_everything
 run cmake --build --preset release --target qorvtsp_counting
 # shellcheck source-path=SCRIPTDIR source=env.sh
 . "$here/env.sh"

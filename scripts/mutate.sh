@@ -15,9 +15,7 @@ seed=${2:-1}
 work=$PWD/build/mutants
 programs=(module diag provider line call query fax reset ui)
 
-run scripts/bootstrap.sh
-run cmake --preset release --log-level=WARNING
-run cmake --build --preset release
+build_everything
 mkdir -p "$work/results"
 python3 scripts/mutants.py list "$count" "$seed" >"$work/list"
 

@@ -1,4 +1,4 @@
-# Sourced: running commands so that Ctrl-C, or a signal to this script alone, ends them at any moment.
+# Sourced: building, and running commands so that Ctrl-C, or a signal to this script alone, ends them at any moment.
 # shellcheck shell=bash
 
 # A shell started in the background of another script is born with SIGINT ignored, which bash cannot undo from within.
@@ -39,3 +39,10 @@ interrupted() {
 trap 'interrupted 130' INT
 trap 'interrupted 143' TERM
 trap 'interrupted 129' HUP
+
+# From a bare machine to everything built in build/.
+build_everything() {
+    run scripts/bootstrap.sh
+    run cmake --preset release --log-level=WARNING
+    run cmake --build --preset release
+}
