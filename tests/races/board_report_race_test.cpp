@@ -44,8 +44,6 @@ TEST_F(BoardReportRace, WaitsForTheLockOfACloseAndIsForgottenWithTheCall) {
     EXPECT_EQ(closing.result(), 0);
     EXPECT_EQ(pages(), 0u);
     EXPECT_TRUE(reads(events(), joined({{"LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x3, 0x0, 0x0)"}, kCallIsOver})));
-    windows.objects.on_wait = nullptr;
-    driver.on = ScriptedDriver::usual();
 }
 
 // The line is still known by its unit while its close waits for its thread, and the announcement outlives the call.

@@ -227,8 +227,6 @@ TEST_F(CloseRace, WakesTheWorkerWithItsSecondAlertWhenTheFirstFallsBetweenTwoDri
         reads(call_states(),
               {text("LINE_CALLSTATE(HTLINE1, HTCALL1, DISCONNECTED, 0x%X, 0x20)", LINEDISCONNECTMODE_UNAVAIL), kIdle}));
     EXPECT_TRUE(driver.waits_for_call(4));
-    windows.objects.on_wait = nullptr;
-    driver.on = ScriptedDriver::usual();
 }
 
 TEST_F(CloseRace, LastsAsLongAsTheDriverDoesWhenBothItsAlertsFallBetweenTwoDriverCalls) {

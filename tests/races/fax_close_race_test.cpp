@@ -59,8 +59,6 @@ TEST_P(FaxCloseRace, LetsAJobThatIsFasterReportItsAbortBeforeTheCallIsIdle) {
     after_the_alert.open();
     expect_everything_given_back(closing, joined({kJobEnded, kCallIsOver}));
     EXPECT_EQ(driver.channel(4).handler, nullptr);
-    windows.objects.on_wait = nullptr;
-    driver.on = ScriptedDriver::usual();
 }
 
 TEST_P(FaxCloseRace, LetsAJobThatIsSlowerReportItsAbortOfACallThatIsIdle) {

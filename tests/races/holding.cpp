@@ -62,3 +62,8 @@ HoldAfterTheAlert::HoldAfterTheAlert(const std::string& mutex) {
         return std::nullopt;
     };
 }
+
+HoldAfterTheAlert::~HoldAfterTheAlert() {
+    windows.objects.on_wait = nullptr;
+    driver.on.DornLineAlert = ScriptedDriver::usual().DornLineAlert;
+}

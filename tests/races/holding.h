@@ -27,6 +27,9 @@ void waits_time_out(DWORD milliseconds);
 class HoldAfterTheAlert {
   public:
     explicit HoldAfterTheAlert(const std::string& mutex);
+    ~HoldAfterTheAlert();
+    HoldAfterTheAlert(const HoldAfterTheAlert&) = delete;
+    HoldAfterTheAlert& operator=(const HoldAfterTheAlert&) = delete;
     bool holds_somebody() { return gate_.holds_somebody(); }
     void open() { gate_.open(); }
 
