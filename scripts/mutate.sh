@@ -13,7 +13,7 @@ cd "$here/.."
 count=${1:-150}
 seed=${2:-1}
 work=$PWD/build/mutants
-programs=(module diag provider line call query fax reset ui)
+programs=(module diag provider line call query fax reset ui races)
 
 build_everything
 mkdir -p "$work/results"
@@ -35,12 +35,9 @@ in_order() {
     printf '%s\n' "${first[@]}" "${programs[@]}" | awk '!seen[$0]++'
 }
 
-# What becomes of a change: "killed by PROGRAM", "does not compile" or "survived".
-try() {
-    local number=$1 place=$2 tree=$3 program
-    rm -rf "$tree/tsp"
-    cp -r tsp "$tree/"
-    python3 scripts/mutants.py apply "$count" "$seed" "$number" "$tree"
+# What becomes of the change that has been made in the tree: "killed by PROGRAM", "does not compile" or "survived".
+verdict_on() {
+    local place=$1 tree=$2 program
     if ! cmake --build "$tree/build" --target qorvtsp >"$tree/build.log" 2>&1; then
         echo 'does not compile'
         return
@@ -55,8 +52,18 @@ try() {
     echo survived
 }
 
+try() {
+    local number=$1 place=$2 tree=$3
+    local file=${place%:*}
+    python3 scripts/mutants.py apply "$count" "$seed" "$number" "$tree"
+    verdict_on "$place" "$tree"
+    # Newer than what has been built from it, so that the next build has the original again.
+    cp "$file" "$tree/$file"
+}
+
 worker() {
     local index=$1 workers=$2 tree=$work/tree$1 number place rule old new verdict
+    rm -rf "$tree"
     mkdir -p "$tree"
     cp -r CMakeLists.txt cmake include scripts tsp "$tree/"
     cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$tree/cmake/mingw-w64.cmake" \

@@ -37,7 +37,11 @@ TEST_F(Dial, CompletesTheRequestAtOnceWithoutAnAlert) {
                                                        "completion(request=0x21, result=0x0)",
                                                        "ReleaseMutex(LOCK)",
                                                    }));
-    EXPECT_TRUE(reads(on_this_thread(windows_calls().only({"_beginthread(<*>"})), {"_beginthread(stack=16384)"}));
+    // The thread is on its way before the request is completed.
+    EXPECT_TRUE(reads_in_order(
+        on_this_thread(all_of(TRACE | WINDOWS | COMPLETION)),
+        {"ResetEvent(WORKER_IDLE)", "_beginthread(stack=16384)",
+         "[4] TSPI_lineDial() Async completion requestID= 0x21: result= 0x0", "completion(request=0x21, result=0x0)"}));
     driver.gate("DornCallSetup").open();
     worker_ends();
 }

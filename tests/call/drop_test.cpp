@@ -197,7 +197,9 @@ TEST_F(DropOfABusyLine, WaitsForTheWorkerAndClearsTheCallUnderTheLock) {
                                                        "ReleaseMutex(LOCK)",
                                                        "WaitForSingleObject(DROP_DONE, INFINITE)",
                                                    }));
-    EXPECT_TRUE(reads(on_this_thread(windows_calls()).only({"_beginthread(<*>"}), {"_beginthread(stack=16384)"}));
+    EXPECT_TRUE(reads_in_order(on_this_thread(windows_calls()),
+                               {"ResetEvent(DROP_DONE)", "_beginthread(stack=16384)", "ReleaseMutex(LOCK)",
+                                "WaitForSingleObject(DROP_DONE, INFINITE)"}));
 }
 
 TEST_F(DropOfABusyLine, TracesTheThread) {

@@ -57,7 +57,14 @@ TEST_F(MakeCall, MeetsTheLinesThread) {
                                                        "LINE_ADDRESSSTATE(HTLINE1, 0, 0x0, NUMCALLS, 0x0)",
                                                        "ReleaseMutex(LOCK)",
                                                    }));
-    EXPECT_TRUE(reads(on_this_thread(windows_calls().only({"_beginthread(<*>"})), {"_beginthread(stack=16384)"}));
+    EXPECT_TRUE(reads_in_order(all_of(TRACE | WINDOWS),
+                               {"ResetEvent(RING_DET_WAIT)", "SetEvent(WORKER_IDLE)", "[4] Ring_det received alert",
+                                "WaitForSingleObject(RING_DET_WAIT, INFINITE)"}));
+    // The thread is on its way before the request is completed.
+    EXPECT_TRUE(reads_in_order(on_this_thread(all_of(TRACE | WINDOWS | COMPLETION)),
+                               {"ResetEvent(WORKER_IDLE)", "_beginthread(stack=16384)",
+                                "[4] TSPI_lineMakeCall() Async completion requestID= 0x21: result= 0x0",
+                                "completion(request=0x21, result=0x0)"}));
     driver.gate("DornCallSetup").open();
     worker_ends();
 }

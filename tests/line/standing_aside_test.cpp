@@ -137,6 +137,9 @@ TEST_F(StandingAside, LetsAnIncomingCallWinOverAnOutgoingOne) {
                                        }));
     EXPECT_TRUE(reads_in_order(
         traces(), {"[4] Did not Timeout", "[4] r_d_t: Collision detected", "[4] " + kNoCall + "Sending LINE_NEWCALL"}));
+    EXPECT_TRUE(reads_in_order(all_of(TRACE | WINDOWS),
+                               {"ResetEvent(RING_DET_WAIT)", "ReleaseMutex(LOCK)", "SetEvent(WORKER_IDLE)",
+                                "[4] r_d_t: Collision detected", "WaitForSingleObject(RING_DET_WAIT, INFINITE)"}));
     EXPECT_TRUE(reads(events(), {
                                     "LINE_NEWCALL(HTLINE1, 0, LINE1, &htCall, 0x0)",
                                     "LINE_CALLSTATE(HTLINE1, HTCALL2, OFFERING, 0x1, 0x20)",
