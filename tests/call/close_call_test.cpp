@@ -337,6 +337,7 @@ TEST_F(CloseOfABusyLine, WaitsForADropThatIsInProgress) {
     place_call_with_a_deaf_worker();
     Call dropping([this] { return drop(); });
     EXPECT_TRUE(comes("WaitForSingleObject(WORKER_IDLE, INFINITE)"));
+    EXPECT_TRUE(comes("WaitForSingleObject(DROP_DONE, INFINITE)"));
     new_chapter();
     Call closing([this] { return close_call(); });
     EXPECT_TRUE(comes("WaitForSingleObject(DROP_DONE, INFINITE)"));
