@@ -36,8 +36,13 @@ class ConfigurationDialog : public testing::Test {
         int32_t result = 99;
         auto thread = std::make_unique<softboard::Thread>([&] { result = do_prop_sheet_(module_, nullptr); });
         const HWND sheet = comes_up();
+        EXPECT_NE(sheet, nullptr) << "no dialog has come up";
         if (sheet) look(sheet);
-        EXPECT_TRUE(PostMessageA(sheet, PSM_PRESSBUTTON, button, 0)) << "no dialog has come up";
+        // A press may come too early for a dialog that is still being made.
+        while (!thread->ended()) {
+            if (const HWND dialog = own_dialog()) PostMessageA(dialog, PSM_PRESSBUTTON, button, 0);
+            Sleep(20);
+        }
         thread.reset();
         return result;
     }
@@ -84,12 +89,17 @@ class ConfigurationDialog : public testing::Test {
         return FALSE;
     }
 
+    static HWND own_dialog() {
+        HWND dialog = nullptr;
+        EnumWindows(is_not_it, reinterpret_cast<LPARAM>(&dialog));
+        return dialog;
+    }
+
     // The sheet, complete with its first page.
     static HWND comes_up() {
         const ULONGLONG deadline = GetTickCount64() + PATIENCE;
         while (GetTickCount64() < deadline) {
-            HWND sheet = nullptr;
-            EnumWindows(is_not_it, reinterpret_cast<LPARAM>(&sheet));
+            const HWND sheet = own_dialog();
             if (sheet && page_of(sheet)) return sheet;
             Sleep(10);
         }
