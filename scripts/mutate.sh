@@ -13,7 +13,7 @@ cd "$here/.."
 count=${1:-150}
 seed=${2:-1}
 work=$PWD/build/mutants
-programs=(module diag provider line call query fax reset ui races)
+programs=(module diag provider line call query fax reset ui races inner)
 
 build_everything
 mkdir -p "$work/results"
@@ -23,6 +23,7 @@ python3 scripts/mutants.py list "$count" "$seed" >"$work/list"
 in_order() {
     local first
     case $1 in
+        tsp/fax/result_names*) first=(inner) ;;
         tsp/fax/*) first=(fax) ;;
         tsp/ui/*) first=(ui) ;;
         tsp/reset/*) first=(reset provider) ;;
@@ -38,7 +39,7 @@ in_order() {
 # What becomes of the change that has been made in the tree: "killed by PROGRAM", "does not compile" or "survived".
 verdict_on() {
     local place=$1 tree=$2 program
-    if ! cmake --build "$tree/build" --target qorvtsp >"$tree/build.log" 2>&1; then
+    if ! cmake --build "$tree/build" --target qorvtsp qorvtsp_inner >"$tree/build.log" 2>&1; then
         echo 'does not compile'
         return
     fi
@@ -65,7 +66,7 @@ worker() {
     local index=$1 workers=$2 tree=$work/tree$1 number place rule old new verdict
     rm -rf "$tree"
     mkdir -p "$tree"
-    cp -r CMakeLists.txt cmake include scripts tsp "$tree/"
+    cp -r CMakeLists.txt cmake include scripts tsp tests "$tree/"
     cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$tree/cmake/mingw-w64.cmake" \
         -DCMAKE_BUILD_TYPE=Release >"$tree/build.log"
     # shellcheck source-path=SCRIPTDIR source=env.sh

@@ -82,6 +82,9 @@ const wchar_t* line_status_name(uint32_t status, uint32_t line_status);
 void __cdecl Thread_Send_Fax(void* args);
 void __cdecl Thread_Receive_Fax(void* args);
 
+// One transmission in the session of a connected call: the result of the last driver call made; status 0 = sent.
+KXResult SendStraightTIFF(LineRec* pLine);
+
 // The frame of a fax thread, fax_thread.h, and what both threads do inside it (fax_session.cpp).
 // Makes the line's board reports reach InterruptFromLUM, or nobody.
 void install_report_handler(LineRec* pLine, DornIncomingCmdFunc handler);

@@ -73,7 +73,8 @@ KXResult send_document(LineRec* pLine) {
     return result_of(fax);
 }
 
-// Result of the last driver call made; status 0 = sent.
+}  // namespace
+
 KXResult SendStraightTIFF(LineRec* pLine) {
     constexpr char name[] = "SendStraightTIFF";
     if (!pLine) {
@@ -85,6 +86,8 @@ KXResult SendStraightTIFF(LineRec* pLine) {
     TRACE_EXIT(pLine, name);
     return result;
 }
+
+namespace {
 
 KXResult transmit(const FaxThreadArgs& args) {
     LineRec* pLine = args.pLine;
