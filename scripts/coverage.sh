@@ -12,7 +12,7 @@ run cmake --build --preset release --target qorvtsp_counting
 # shellcheck source-path=SCRIPTDIR source=env.sh
 . "$here/env.sh"
 
-objects=build/tsp/CMakeFiles/qorvtsp_counting.dir
+objects=build/tsp/CMakeFiles/qorvtsp_counting_code.dir
 find "$objects" -name '*.gcda' -delete
 # Whole programs one after another: the provider adds its counts to the files whenever it is unloaded.
 for program in build/tests/bin/*_tests.exe; do
