@@ -25,12 +25,14 @@ struct OpeningLine {
     }
 
     void undo() {
-        const bool undone = completes([this] {
-            close_handles();
-            record.reset();
-            detach();
-        });
-        if (!undone) TRACE(TRACE_PANIC, "%s: Exception 2", "TSPI_lineOpen");
+        close_handles();
+        record.reset();
+        detach();
+    }
+
+    // A second exception on the way back goes no further.
+    void undo_after_exception() {
+        if (!completes([this] { undo(); })) TRACE(TRACE_PANIC, "%s: Exception 2", "TSPI_lineOpen");
     }
 
     // The line is open and lives on its own.
@@ -233,7 +235,7 @@ extern "C" LONG WINAPI TSPI_lineOpen(DWORD dwDeviceID, HTAPILINE htLine, LPHDRVL
         trace_line_exit(entry, result, 0);
     });
     if (done) return result;
-    opening.undo();
+    opening.undo_after_exception();
     return exception_result(name);
 }
 

@@ -1,6 +1,7 @@
 // What ring_det_thread does without its line.
 #include "harness.h"
 #include "wanted_thread.h"
+#include "whole_story.h"
 
 using namespace harness;
 
@@ -16,7 +17,7 @@ TEST_F(RingThread, EndsWithoutALine) {
     open_line(0);
     new_chapter();
     thread.run(nullptr);
-    EXPECT_TRUE(reads(story(), {"[2] ring_det_thread pLine=NULL"}));
+    EXPECT_TRUE(reads(whole_story(), {"[8] ring_det_thread", "[2] ring_det_thread pLine=NULL", "[9] ring_det_thread"}));
     Call ringing([&] { return thread.run(thread.argument()), 0; });
     EXPECT_EQ(close_line(0), 0);
     ringing.result();
