@@ -11,6 +11,15 @@ namespace {
 
 class OrderOfAnOutgoingCall : public LineFixture {
   protected:
+    void SetUp() override {
+        LineFixture::SetUp();
+        windows.objects.on_wait = patiently;
+    }
+    // A wait for the line's thread lasts until it answers.
+    static std::optional<DWORD> patiently(HANDLE object, DWORD milliseconds) {
+        if (milliseconds != 500) return std::nullopt;
+        return WaitForSingleObject(object, kPatience);
+    }
     // The beginning of every outgoing call, up to the answer of the line's thread.
     static Lines line_asked_for(const std::string& answer = "WAIT_OBJECT_0") {
         return joined({{"[16] " + kNoCall + "TSPI_lineMakeCall"},
@@ -113,8 +122,8 @@ TEST_F(OrderOfAnOutgoingCall, WhoseEveryWaitTimesOut) {
 
 TEST_F(OrderOfAnOutgoingCall, WhoseFirstWaitFails) {
     std::atomic<bool> failed_once = false;
-    windows.objects.on_wait = [&](HANDLE, DWORD milliseconds) -> std::optional<DWORD> {
-        if (milliseconds != 500 || failed_once.exchange(true)) return std::nullopt;
+    windows.objects.on_wait = [&](HANDLE object, DWORD milliseconds) -> std::optional<DWORD> {
+        if (milliseconds != 500 || failed_once.exchange(true)) return patiently(object, milliseconds);
         SetLastError(0x6D9);
         return WAIT_FAILED;
     };

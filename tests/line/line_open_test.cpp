@@ -109,6 +109,27 @@ TEST_F(LineOpen, OpensTheLineAgainAfterItWasClosed) {
     EXPECT_EQ(driver.attached(), 1u);
 }
 
+// ---- the rate -------------------------------------------------------------------------------------------------------
+
+class RateOfALine : public ProviderFixture, public testing::WithParamInterface<unsigned> {};
+
+TEST_P(RateOfALine, IsWhatItsOwnResetHasFound) {
+    const unsigned other = 1 - GetParam();
+    driver.channel(4 + other).reset_result = -1;  // leaves the rate of the start
+    start_provider();
+    EXPECT_EQ(device_caps(other).dwMaxRate, 14400u);
+    open_waiting_line(GetParam());
+    struct {
+        LINECALLINFO fixed;
+        uint8_t texts[256];
+    } info = {};
+    info.fixed.dwTotalSize = sizeof(info);
+    EXPECT_EQ(tsp.TSPI_lineGetCallInfo(call(GetParam()), &info.fixed), 0);
+    EXPECT_EQ(info.fixed.dwRate, 2400u);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachLine, RateOfALine, testing::Values(0u, 1u));
+
 // ---- the range of device IDs ----------------------------------------------------------------------------------------
 
 namespace {
