@@ -24,6 +24,27 @@ class StateThatTapiFinds : public LineFixture {
     }
 };
 
+// TAPI's completion procedure throws, while the worker of the call stays in the driver.
+class AfterAFailedCompletion : public LineFixture {
+  protected:
+    void expect_failure(const std::function<LONG()>& call) {
+        driver.on.DornCallSetup = [](DornLine* line, DornCallRecord*) { return driver.block(line), 0; };
+        tapi.on_completion = [](DRV_REQUESTID, LONG) { throw 1; };
+        EXPECT_EQ(call(), failed(LINEERR_OPERATIONFAILED));
+        tapi.on_completion = nullptr;
+        EXPECT_TRUE(driver.is_blocked(4));
+        new_chapter();
+    }
+    // A drop is over at once, and leaves the worker alone.
+    void expect_no_worker_counted() {
+        EXPECT_EQ(drop(), 0x21);
+        EXPECT_TRUE(holds_no(windows_calls(), "_beginthread(<*>"));
+        EXPECT_TRUE(holds_no(driver_calls(), "DornLineAlert(<*>"));
+        driver.release(4);
+        worker_ends();
+    }
+};
+
 class AfterADrop : public LineFixture {
   protected:
     void place_call_with_a_deaf_worker() {
@@ -93,7 +114,19 @@ TEST_F(StateThatTapiFinds, IsTheCallStateWithItsMode) {
     EXPECT_EQ(answer(), 0x21);
 }
 
-// ---- counts that a drop leaves --------------------------------------------------------------------------------------
+// ---- counts ---------------------------------------------------------------------------------------------------------
+
+TEST_F(AfterAFailedCompletion, ACallHasNoWorkerThatCounts) {
+    expect_failure([this] { return make_call(); });
+    expect_no_worker_counted();
+}
+
+TEST_F(AfterAFailedCompletion, DiallingHasNoWorkerThatCounts) {
+    EXPECT_EQ(make_call(L"555;"), 0x21);
+    worker_ends();
+    expect_failure([this] { return dial(L"1"); });
+    expect_no_worker_counted();
+}
 
 TEST_F(AfterADrop, TheLineHasOneOperationLessPendingThanThereIs) {
     place_call_that_lasts();
