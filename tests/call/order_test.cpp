@@ -226,6 +226,13 @@ TEST_F(OrderOfACall, ThatIsClosedWithoutAWorker) {
     EXPECT_TRUE(this_thread_did(joined({close_begun(), call_end_sent(), kAlert, handed_back(true)})));
 }
 
+TEST_F(OrderOfACall, ThatIsClosedAfterItsWorkerHasEnded) {
+    place_call(0);
+    new_chapter();
+    EXPECT_EQ(close_call(), 0);
+    EXPECT_TRUE(this_thread_did(joined({close_begun(), call_end_sent(), kAlert, handed_back(true)})));
+}
+
 TEST_F(OrderOfACall, ThatIsClosedAfterItsDropAndWithItsFileOpen) {
     static DornTiff file;
     name_pointer(&file, "FILE");

@@ -221,6 +221,26 @@ TEST_F(OrderOfDialling, RefusesCharactersAndTooEarlyDigits) {
     worker_ends();
 }
 
+TEST_F(OrderOfDialling, HasAWorkerWhoseEndACloseWaitsFor) {
+    driver.on.DornCallSetup = [](DornLine* line, DornCallRecord*) { return driver.block(line), 0; };
+    driver.on.DornLineAlert = [](DornAlertRecord*) { return 0; };
+    EXPECT_EQ(dial(L"1234"), 0x21);
+    EXPECT_TRUE(driver.is_blocked(4));
+    new_chapter();
+    // The first wait, that of the drop, seems to be over at once.
+    std::atomic<bool> woken = false;
+    windows.objects.on_wait = [&](HANDLE object, DWORD) -> std::optional<DWORD> {
+        if (object_name(object) != "WORKER_IDLE" || woken.exchange(true)) return std::nullopt;
+        return WAIT_OBJECT_0;
+    };
+    Call closing([this] { return close_call(); });
+    EXPECT_TRUE(comes("WaitForSingleObject(WORKER_IDLE, INFINITE)", 2));
+    EXPECT_FALSE(closing.has_returned());
+    driver.release(4);
+    EXPECT_EQ(closing.result(), 0);
+    worker_ends();
+}
+
 TEST_F(OrderOfDialling, FindsNoMemory) {
     windows.memory.fails = is_call_request;
     windows.event_log.takes_entries = false;
