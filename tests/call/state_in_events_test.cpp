@@ -104,14 +104,14 @@ TEST_F(StateThatTapiFinds, IsIdleWhenTheCallIsDropped) {
 }
 
 TEST_F(StateThatTapiFinds, IsTheCallStateWithItsMode) {
-    offer_call(0);
-    at_call_state(LINECALLSTATE_CONNECTED, [this] {
+    offer_call(0);  // with another mode
+    at_call_state(LINECALLSTATE_ACCEPTED, [this] {
         LINECALLSTATUS status = {};
         EXPECT_EQ(tsp.TSPI_lineGetCallStatus(call(0), &status), 0);
-        EXPECT_EQ(status.dwCallState, static_cast<DWORD>(LINECALLSTATE_CONNECTED));
-        EXPECT_EQ(status.dwCallStateMode, static_cast<DWORD>(LINECONNECTEDMODE_ACTIVE));
+        EXPECT_EQ(status.dwCallState, static_cast<DWORD>(LINECALLSTATE_ACCEPTED));
+        EXPECT_EQ(status.dwCallStateMode, 0u);
     });
-    EXPECT_EQ(answer(), 0x21);
+    EXPECT_EQ(accept(), 0x21);
 }
 
 // ---- counts ---------------------------------------------------------------------------------------------------------
