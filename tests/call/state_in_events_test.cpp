@@ -45,6 +45,22 @@ class AfterAFailedCompletion : public LineFixture {
     }
 };
 
+class CallStateOfAFax : public LineFixture {
+  protected:
+    void receive_a_fax() {
+        driver.on.DornTiffOpen = [this](DornTiffRecord*) { return &file; };
+        driver.on.DornTiffClose = [](DornTiffRecord*) { return 0; };
+        constexpr uint32_t kTiffOpen = 1, kFaxReceive = 4;
+        for (uint32_t command : {kTiffOpen, kFaxReceive}) {
+            uint32_t block[272] = {command};
+            EXPECT_EQ(tsp.TSPI_lineDevSpecific(0x31, line(0), 0, nullptr, block, sizeof(block)), 0x31);
+        }
+        EXPECT_TRUE(wait_until([] { return windows.threads.running == 1; }));
+    }
+
+    DornTiff file = {};
+};
+
 class AfterADrop : public LineFixture {
   protected:
     void place_call_with_a_deaf_worker() {
@@ -112,6 +128,23 @@ TEST_F(StateThatTapiFinds, IsTheCallStateWithItsMode) {
         EXPECT_EQ(status.dwCallStateMode, 0u);
     });
     EXPECT_EQ(accept(), 0x21);
+}
+
+// ---- the same state with another mode -------------------------------------------------------------------------------
+
+TEST_F(CallStateOfAFax, IsNotRepeatedWithAnotherMode) {
+    take_call(0);
+    new_chapter();
+    receive_a_fax();
+    driver.on.DornFaxEndReception = [](DornLine*, DornFaxRecord* record) {
+        record->status = KX_STATUS_ERROR;
+        return -1;
+    };
+    receive_a_fax();
+    EXPECT_EQ(count(events(), "LINE_LINEDEVSTATE(<*>NUMCALLS<*>"), 2u);
+    EXPECT_TRUE(reads(events().only({"LINE_CALLSTATE(<*>"}),
+                      {text("LINE_CALLSTATE(HTLINE1, HTCALL1, DISCONNECTED, 0x%X, 0x20)", LINEDISCONNECTMODE_NORMAL)}));
+    EXPECT_EQ(close_call(), 0);
 }
 
 // ---- counts ---------------------------------------------------------------------------------------------------------
