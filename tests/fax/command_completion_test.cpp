@@ -1,7 +1,7 @@
 // The two ways in which the fax service learns that a command is done: TAPI's completion, or a named event.
 #include <memory>
 
-#include "fax_fixture.h"
+#include "whole_story.h"
 
 using namespace harness;
 
@@ -17,9 +17,11 @@ std::string event_name(uint64_t key) {
 }
 
 BOOL WINAPI refuse_to_set(HANDLE) {
+    note("the event is not set");
     return SetLastError(ERROR_ACCESS_DENIED), FALSE;
 }
 BOOL WINAPI refuse_to_close(HANDLE) {
+    note("the event is not closed");
     return SetLastError(ERROR_INVALID_HANDLE), FALSE;
 }
 int refuse_to_format(wchar_t*, size_t, const wchar_t*, ...) {
@@ -44,8 +46,22 @@ class CommandCompletion : public OutgoingFaxFixture {
         EXPECT_EQ(command(CommandBlock(GETSTATUS).by_event(own_key())), 0u);
     }
 
-    // What is traced from the command to the function's exit.
-    static View completion_traces() { return traces().without({"[16] <*>", "[17] <*>", "[4] Dev Specific cmd <*>"}); }
+    // A status request that is completed so.
+    static Lines completed(const Lines& completion) {
+        return joined({{of_line(16, "TSPI_lineDevSpecific"), "[4] Dev Specific cmd 6 (eTspCmd_GETSTATUS)"},
+                       locked({published(), {"[4] Do SetEvent here."}, completion}),
+                       {of_line(17, "TSPI_lineDevSpecific(18) Good")}});
+    }
+    // How the event of this name is opened, and what that gives.
+    static Lines opened(const std::string& name, const std::string& handle = "NAMED_EVENT") {
+        const std::string outcome = handle == "NAMED_EVENT" ? "" : " failed";
+        return {"[4] OpenEvent (" + name + ")", "OpenEventW(0x1F0003, 1, \"" + name + "\")" + outcome,
+                "[4] hGlobalEvent = 0x" + handle};
+    }
+    static Lines not_opened(const std::string& name) {
+        return joined(
+            {opened(name, "0000000000000000"), {"[4] Could not open event " + name, "[2] GetLastError() = 2"}});
+    }
 
   private:
     std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> event_{nullptr, CloseHandle};
@@ -58,22 +74,10 @@ TEST_F(CommandCompletion, SetsTheNamedEventInsteadOfTellingTapi) {
     EXPECT_EQ(request(block), 0x12);
     EXPECT_TRUE(event_is_set());
     EXPECT_EQ(block.result(), 0u);
-    EXPECT_TRUE(reads(story(), {
-                                   of_line(16, "TSPI_lineDevSpecific"),
-                                   "[4] Dev Specific cmd 6 (eTspCmd_GETSTATUS)",
-                                   "[4] Do SetEvent here.",
-                                   "[4] OpenEvent (" + event_name(own_key()) + ")",
-                                   "[4] hGlobalEvent = 0xNAMED_EVENT",
-                                   "[4] Good! - Event was set.",
-                                   of_line(17, "TSPI_lineDevSpecific(18) Good"),
-                               }));
-}
-
-TEST_F(CommandCompletion, OpensTheEventWithAllAccessAndClosesIt) {
-    command(CommandBlock(GETSTATUS).by_event(own_key()));
-    EXPECT_TRUE(reads(windows_calls().only({"<*>NAMED_EVENT)", "OpenEventW<*>"}),
-                      {"OpenEventW(0x1F0003, 1, \"" + event_name(own_key()) + "\")", "SetEvent(NAMED_EVENT)",
-                       "CloseHandle(NAMED_EVENT)"}));
+    EXPECT_TRUE(reads(
+        whole_request(),
+        completed(joined({opened(event_name(own_key())),
+                          {"SetEvent(NAMED_EVENT)", "[4] Good! - Event was set.", "CloseHandle(NAMED_EVENT)"}}))));
 }
 
 TEST_F(CommandCompletion, CompletesByEventForAnyValueButZero) {
@@ -82,13 +86,6 @@ TEST_F(CommandCompletion, CompletesByEventForAnyValueButZero) {
     EXPECT_EQ(command(block), 0u);
     EXPECT_TRUE(event_is_set());
     EXPECT_TRUE(reads(completions(), {}));
-}
-
-TEST_F(CommandCompletion, SetsTheEventUnderTheLineLock) {
-    EXPECT_EQ(command(CommandBlock(GETSTATUS).by_event(own_key())), 0u);
-    EXPECT_TRUE(reads_in_order(
-        windows_calls(), {"WaitForSingleObject(MUTEX1, INFINITE)", "SetEvent(NAMED_EVENT)", "ReleaseMutex(MUTEX1)"}));
-    EXPECT_EQ(count(windows_calls(), "ReleaseMutex(MUTEX1)"), 1u);
 }
 
 TEST_F(CommandCompletion, SetsTheEventAlsoForACommandThatFailed) {
@@ -108,13 +105,7 @@ TEST_F(CommandCompletion, NobodyIsToldWhenTheEventDoesNotExist) {
     CommandBlock block = CommandBlock(GETSTATUS).by_event(0x1234);
     EXPECT_EQ(request(block), 0x12);
     EXPECT_EQ(block.result(), 0u);
-    EXPECT_TRUE(reads(completion_traces(), {
-                                               "[4] Do SetEvent here.",
-                                               "[4] OpenEvent (HalvorsundEventForLine0000000000001234)",
-                                               "[4] hGlobalEvent = 0x0000000000000000",
-                                               "[4] Could not open event HalvorsundEventForLine0000000000001234",
-                                               "[2] GetLastError() = 2",
-                                           }));
+    EXPECT_TRUE(reads(whole_request(), completed(not_opened("HalvorsundEventForLine0000000000001234"))));
     EXPECT_TRUE(reads(completions(), {}));
     EXPECT_FALSE(event_is_set());
     EXPECT_FALSE(line_is_locked());
@@ -122,46 +113,36 @@ TEST_F(CommandCompletion, NobodyIsToldWhenTheEventDoesNotExist) {
 
 TEST_F(CommandCompletion, TracesWhyTheEventCouldNotBeSetAndClosesIt) {
     request_with("SetEvent", reinterpret_cast<void*>(&refuse_to_set));
-    EXPECT_TRUE(reads(completion_traces(), {
-                                               "[4] Do SetEvent here.",
-                                               "[4] OpenEvent (" + event_name(own_key()) + ")",
-                                               "[4] hGlobalEvent = 0xNAMED_EVENT",
-                                               "[4] Not Good - Did not SetEvent(" + event_name(own_key()) + ")",
-                                               "[2] GetLastError() = 5",
-                                           }));
-    EXPECT_TRUE(holds(windows_calls(), "CloseHandle(NAMED_EVENT)"));
+    const std::string name = event_name(own_key());
+    EXPECT_TRUE(reads(whole_request(),
+                      completed(joined({opened(name),
+                                        {"the event is not set", "[4] Not Good - Did not SetEvent(" + name + ")",
+                                         "[2] GetLastError() = 5", "CloseHandle(NAMED_EVENT)"}}))));
 }
 
 TEST_F(CommandCompletion, TracesWhyTheEventCouldNotBeClosed) {
     request_with("CloseHandle", reinterpret_cast<void*>(&refuse_to_close));
+    const std::string name = event_name(own_key());
     EXPECT_TRUE(event_is_set());
-    EXPECT_TRUE(
-        reads(completion_traces(), {
-                                       "[4] Do SetEvent here.",
-                                       "[4] OpenEvent (" + event_name(own_key()) + ")",
-                                       "[4] hGlobalEvent = 0xNAMED_EVENT",
-                                       "[4] Good! - Event was set.",
-                                       "[4] ERROR: Could not close hGlobalEvent (" + event_name(own_key()) + ")",
-                                       "[2] GetLastError() = 6",
-                                   }));
+    EXPECT_TRUE(reads(
+        whole_request(),
+        completed(joined({opened(name),
+                          {"SetEvent(NAMED_EVENT)", "[4] Good! - Event was set.", "the event is not closed",
+                           "[4] ERROR: Could not close hGlobalEvent (" + name + ")", "[2] GetLastError() = 6"}}))));
 }
 
 TEST_F(CommandCompletion, FallsBackToAnotherNameWhenTheNameCannotBeFormatted) {
     request_with("_snwprintf", reinterpret_cast<void*>(&refuse_to_format));
-    EXPECT_TRUE(reads(completion_traces(), {
-                                               "[4] Do SetEvent here.",
-                                               "[2] TSPI_lineDevSpecific snwprintf error",
-                                               "[4] OpenEvent (HalvorsundEventForLineERROR)",
-                                               "[4] hGlobalEvent = 0x0000000000000000",
-                                               "[4] Could not open event HalvorsundEventForLineERROR",
-                                               "[2] GetLastError() = 2",
-                                           }));
+    EXPECT_TRUE(reads(whole_request(), completed(joined({{"[2] TSPI_lineDevSpecific snwprintf error"},
+                                                         not_opened("HalvorsundEventForLineERROR")}))));
 }
 
 // The trace's own work must not change what the failed call has left behind.
 TEST_F(CommandCompletion, TracesTheErrorOfTheCallThatFailed) {
     before(driver.on.QorvLogLogMsg, [] { SetLastError(ERROR_ARENA_TRASHED); });
     request_with("SetEvent", reinterpret_cast<void*>(&refuse_to_set));
+    request_with("CloseHandle", reinterpret_cast<void*>(&refuse_to_close));
     command(CommandBlock(GETSTATUS).by_event(0x1234));
-    EXPECT_TRUE(reads(traces().levels({2}), {"[2] GetLastError() = 5", "[2] GetLastError() = 2"}));
+    EXPECT_TRUE(
+        reads(traces().levels({2}), {"[2] GetLastError() = 5", "[2] GetLastError() = 6", "[2] GetLastError() = 2"}));
 }

@@ -5,6 +5,7 @@
 
 #include "fax_fixture.h"
 #include "tiff_file.h"
+#include "whole_story.h"
 
 class PlaceholderFixture : public FaxFixture {
   protected:
@@ -19,6 +20,15 @@ class PlaceholderFixture : public FaxFixture {
         harness::new_chapter();
         EXPECT_EQ(close_file(FAXRECEIVE), 0u);
     }
+
+    // The rebuilding with the routing text "TO: ME", step by step.
+    harness::Lines steps() const;
+    // ... up to this call.
+    harness::Lines steps_up_to(const std::string& call) const;
+
+    // The close of a file whose directory was not found, with these steps of the rebuilding and its result.
+    void expect_rebuilding(const harness::Lines& steps, int result,
+                           const harness::Lines& close = {"DornTiffClose(TIFF3)"}) const;
 
   private:
     bool has_call_ = false;

@@ -1,6 +1,7 @@
 // The stamp of a received file: the job's result, written over the Software tag when the file is closed.
 #include "fax_fixture.h"
 #include "tiff_file.h"
+#include "whole_story.h"
 
 using namespace harness;
 
@@ -20,6 +21,14 @@ class TiffStamp : public IncomingFaxFixture {
         new_chapter();
         EXPECT_EQ(close_file(FAXRECEIVE), 0u);
     }
+
+    // The whole of that close, with what is done behind the look at the job's result.
+    static Lines whole_close(const std::vector<Lines>& done) {
+        return accepted_request(
+            0x14, "2 (eTspCmd_TIFFCLOSE)",
+            joined({{"DornTiffClose(TIFF1)"}, inside("UpdateFaxStatus", {{"DornLineUnitGet(CHAN4)"}, joined(done)})}));
+    }
+    static Lines code_is_looked_up() { return inside("GetFaxExtendedStatusCode", {{"DornLineUnitGet(CHAN4)"}}); }
 };
 
 struct Row {
@@ -53,7 +62,7 @@ TEST_F(TiffStamp, StaysAsReceivedAfterAGoodJob) {
     receive_fax();
     new_chapter();
     EXPECT_EQ(close_file(FAXRECEIVE), 0u);
-    EXPECT_TRUE(reads(driver_calls(), {"DornTiffClose(TIFF1)"}));
+    EXPECT_TRUE(reads(whole_request(), whole_close({})));
     EXPECT_EQ(stamps_of(file()), Lines{kCompleted});
 }
 
@@ -65,16 +74,12 @@ TEST_F(TiffStamp, StaysAsReceivedWhenAFailedStepEndedWithAGoodStatus) {
 TEST_F(TiffStamp, IsWrittenThroughTheDriversOwnStreamFunctions) {
     receive_and_close({stamped_page()}, KX_STATUS_ERROR_HANGUP);
     uint32_t offset = read_tiff(file()).at(0).at(2).offset;
-    EXPECT_TRUE(reads(driver_calls(), {
-                                          "DornTiffClose(TIFF1)",
-                                          "DornTiffOpen(\"" + file() + "\", \"r+\")",
-                                          "DornTiffReadIFD(TIFF2, 0x20000400)",
-                                          "_mdll_ftell(STREAM2)",
-                                          text("_mdll_fseek(STREAM2, %u, 0)", offset),
-                                          "_mdll_fwrite(STREAM2, \"0536871936\\x00\")",
-                                          "_mdll_fseek(STREAM2, <*>, 0)",
-                                          "DornTiffClose(TIFF2)",
-                                      }));
+    EXPECT_TRUE(reads(whole_request(),
+                      whole_close({code_is_looked_up(),
+                                   {"DornTiffOpen(\"" + file() + "\", \"r+\")", "DornTiffReadIFD(TIFF2, 0x20000400)",
+                                    "_mdll_ftell(STREAM2)", text("_mdll_fseek(STREAM2, %u, 0)", offset),
+                                    "_mdll_fwrite(STREAM2, \"0536871936\\x00\")", "_mdll_fseek(STREAM2, <*>, 0)",
+                                    "DornTiffClose(TIFF2)"}})));
 }
 
 TEST_F(TiffStamp, LeavesTheStreamWhereItWas) {
@@ -161,7 +166,8 @@ TEST_F(TiffStamp, IsGivenUpWhenTheFileCannotBeReopened) {
     driver.on.DornTiffOpen = [](DornTiffRecord*) -> DornTiff* { return nullptr; };
     new_chapter();
     EXPECT_EQ(close_file(FAXRECEIVE), 0u);
-    EXPECT_TRUE(reads(driver_calls(), {"DornTiffClose(TIFF1)", "DornTiffOpen(\"" + file() + "\", \"r+\")"}));
+    EXPECT_TRUE(
+        reads(whole_request(), whole_close({code_is_looked_up(), {"DornTiffOpen(\"" + file() + "\", \"r+\")"}})));
     EXPECT_EQ(close_file(), 1u);
 }
 
