@@ -262,6 +262,20 @@ TEST_F(CommandChannel, KeepsAPathOf259BytesWhole) {
     EXPECT_TRUE(holds(driver_calls(), "DornTiffOpen(\"" + longest + "\", \"r+\")"));
 }
 
+TEST_F(CommandChannel, KeepsThePathAsItIsBeforeTheDriverSeesIt) {
+    CommandBlock block = CommandBlock::open(file(), "w+");
+    driver.on.DornTiffOpen = [&block](DornTiffRecord* record) {
+        DornTiff* tiff = ScriptedDriver::usual().DornTiffOpen(record);
+        block.put_text(32, "changed");
+        return tiff;
+    };
+    request(block);
+    driver.on.DornTiffOpen = ScriptedDriver::usual().DornTiffOpen;
+    shared_record(0).status = KX_STATUS_ERROR;
+    close_file(FAXRECEIVE);
+    EXPECT_TRUE(holds(driver_calls(), "DornTiffOpen(\"" + file() + "\", \"r+\")"));
+}
+
 namespace {
 
 using CommandChannelOfAnIdleLine = FaxFixture;

@@ -33,6 +33,13 @@ class CommandFailure : public OutgoingFaxFixture {
     }
 };
 
+// Has the block's result noted with the complaint and when the administrator is about to be told.
+void note_result_at_complaints(const CommandBlock& block) {
+    driver.on.QorvLogLogMsg = [&block](uint32_t, int level, const char* line, const char*, uint32_t) {
+        if (level == 2 || (level == 8 && std::strstr(line, ": report_event"))) note(text("result %u", block.result()));
+    };
+}
+
 View without_report_event(const View& view) {
     return view.without({"[4] report_event<*>", "[4] intNum<*>", "[4] TempMsg<*>", "[4] StringArray<*>"});
 }
@@ -63,6 +70,24 @@ TEST_F(CommandFailure, TellsTheAdministratorThatThereIsNoMemoryForAReceiveThread
     EXPECT_TRUE(holds_no(windows_calls(), "_beginthread(<*>"));
 }
 
+TEST_F(CommandFailure, ComplainsOfMemoryFirstThenAnswersThenTellsTheAdministrator) {
+    let_the_argument_block_fail();
+    windows.event_log.source_opens = false;
+    CommandBlock block = CommandBlock::fax(FAXSEND, {});
+    note_result_at_complaints(block);
+    EXPECT_GT(request(block), 0);
+    EXPECT_TRUE(reads(all_of(TRACE | NOTE).levels({2, 8}).without({"<*>lock_line"}),
+                      {"[2] Mem allocation error", "result 0", "[8] report_event", "result 1"}));
+}
+
+TEST_F(CommandFailure, ComplainsOfAnUnknownCommandFirstThenAnswersThenTellsTheAdministrator) {
+    CommandBlock block(99);
+    note_result_at_complaints(block);
+    EXPECT_GT(request(block), 0);
+    const Lines expected = {"[2] Unknown DevSpecific command 99!", "result 0", "[8] report_event_num", "result 1"};
+    EXPECT_TRUE(reads_in_order(all_of(TRACE | NOTE).levels({2, 8}), expected));
+}
+
 TEST_F(CommandFailure, LeavesTheLineFreeWhenThereIsNoMemory) {
     let_the_argument_block_fail();
     command(CommandBlock::fax(FAXSEND, {}));
@@ -91,6 +116,14 @@ TEST_F(CommandFailure, KeepsTheLineLockAndCompletesNothingWhenTheDriverThrows) {
     expect_exception(CommandBlock::close(0));
     EXPECT_TRUE(reads(completions(), {}));
     give_back_the_lock();
+}
+
+TEST_F(CommandFailure, HasClosedTheFileWhenItsStampThrows) {
+    shared_record(0).status = KX_STATUS_ERROR;
+    driver.on.DornTiffOpen = [](DornTiffRecord*) -> DornTiff* { throw 1; };
+    expect_exception(CommandBlock::close(FAXRECEIVE));
+    give_back_the_lock();
+    EXPECT_EQ(close_file(), 1u);
 }
 
 TEST_F(CommandFailure, KeepsTheLineLockWhenTheDriverFaults) {

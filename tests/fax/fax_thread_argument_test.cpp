@@ -13,6 +13,13 @@ HGLOBAL WINAPI count_and_free(HGLOBAL block) {
     return ++blocks_freed, GlobalFree(block);
 }
 
+// What a thread is given, as it is when the thread starts.
+uint8_t given[112];
+uintptr_t __cdecl look_at_the_argument(void(__cdecl*)(void*), unsigned, void* argument) {
+    std::memcpy(given, argument, sizeof(given));
+    return 1;
+}
+
 class FaxThreadArgument : public OutgoingFaxFixture {
   protected:
     void SetUp() override {
@@ -61,6 +68,16 @@ TEST_F(FaxThreadArgument, IsTheWholeOfTheBlocksParametersByteForByte) {
     put_value(thread.argument(), 8, uint8_t{0});
     put_value(thread.argument(), 58, uint8_t{0});
     thread.run(thread.argument());
+}
+
+TEST_F(FaxThreadArgument, IsCompleteWhenTheThreadStarts) {
+    CommandBlock block(FAXSEND);
+    for (size_t i = 0; i < 104; ++i) block.put(32 + i, static_cast<uint8_t>(i + 1));
+    Replacements table(module);
+    ASSERT_TRUE(table.replace("_beginthread", reinterpret_cast<void*>(&look_at_the_argument)));
+    EXPECT_EQ(command(block), 0u);
+    EXPECT_EQ(value_at<const void*>(given, 0), line(0));
+    EXPECT_TRUE(std::equal(given + 8, given + 112, block.data() + 32));
 }
 
 TEST_F(FaxThreadArgument, MayBeMissingOrWithoutALine) {
