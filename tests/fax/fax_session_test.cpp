@@ -119,6 +119,25 @@ TEST_P(FaxSession, OwnsTheCallUntilItsVeryEnd) {
     EXPECT_GT(drop(), 0);
 }
 
+TEST_P(FaxSession, OwnsTheCallUntilItHasTheLineLock) {
+    Gate last_event;
+    last_event.close();
+    tapi.on_event = [&](const LineEvent& event) {
+        if (event.message == LINE_ADDRESSSTATE) last_event.pass();
+    };
+    EXPECT_EQ(command(CommandBlock::fax(GetParam(), {})), 0u);
+    EXPECT_TRUE(last_event.holds_somebody());
+    ASSERT_EQ(WaitForSingleObject(line_mutex(), 0), WAIT_OBJECT_0);
+    new_chapter();
+    last_event.open();
+    EXPECT_TRUE(comes("WaitForSingleObject(MUTEX1, INFINITE)"));
+    // This thread has the lock and would see the call given up.
+    EXPECT_EQ(drop(), failed(LINEERR_INVALCALLSTATE));
+    ReleaseMutex(line_mutex());
+    fax_thread_ends();
+    EXPECT_GT(drop(), 0);
+}
+
 TEST_P(FaxSession, ServesTheFaxServiceDuringAPageAndEndsWithTheAlertOfAnAbort) {
     page() = [](DornLine* board_line, DornFaxRecord* record) {
         if (driver.block(board_line)) put_value(record, 0, KX_STATUS_ALERT);

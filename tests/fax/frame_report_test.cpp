@@ -137,6 +137,15 @@ TEST_F(FrameReport, IsTakenWithTheLineLock) {
     EXPECT_FALSE(line_is_locked());
 }
 
+TEST_F(FrameReport, IsTracedBeforeItIsLatched) {
+    driver.on.QorvLogLogMsg = [this](uint32_t, int, const char* line, const char*, uint32_t) {
+        if (std::strstr(line, "setting fsk_dir")) note(text("latched is %d", latched()));
+    };
+    announce_more_pages();
+    EXPECT_TRUE(reads(all_of(NOTE), {"latched is 0"}));
+    EXPECT_EQ(latched(), 2);
+}
+
 TEST_F(FrameReport, OfAnotherClassOrTypeOrSubCodeIsNotLookedAt) {
     const std::vector<Tag> tags = {direction_tag(SENT), frame_tag({0xFF, 0xC8, MPS, 0})};
     driver.report(4, 8, 8, 5, tags);

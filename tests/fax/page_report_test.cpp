@@ -74,13 +74,25 @@ TEST_F(PageReport, IsCountedUnderTheLineLockAndToldWithoutIt) {
     EXPECT_TRUE(reads_in_order(windows_calls(), {"WaitForSingleObject(MUTEX1, INFINITE)", "ReleaseMutex(MUTEX1)"}));
 }
 
+TEST_F(PageReport, IsNotLatchedAnyMoreWhenItIsPublished) {
+    announce_more_pages();
+    driver.on.QorvLogLogMsg = [this](uint32_t, int level, const char* line, const char*, uint32_t) {
+        if (level == 8 && std::strstr(line, ": UpdateSharedMemory")) note(text("latched is %d", latched()));
+    };
+    page_end();
+    EXPECT_TRUE(reads(all_of(NOTE), {"latched is 0"}));
+}
+
 TEST_F(PageReport, WaitsForTheLineLock) {
     announce_more_pages();
     ASSERT_EQ(WaitForSingleObject(line_mutex(), 0), WAIT_OBJECT_0);
     new_chapter();
     Call reporting([this] { return page_end(), 0; });
-    EXPECT_TRUE(comes("[8] <*>: lock_line"));
+    EXPECT_TRUE(comes("WaitForSingleObject(MUTEX1, INFINITE)"));
+    // This thread has the lock and may publish what there is so far.
+    command(CommandBlock(GETSTATUS));
     EXPECT_EQ(pages(), 0u);
+    EXPECT_EQ(latched(), 2);
     ReleaseMutex(line_mutex());
     reporting.result();
     EXPECT_EQ(pages(), 1u);

@@ -154,6 +154,24 @@ TEST_F(PublishedStatus, IsEmptiedWithTheCallButForTheResult) {
     EXPECT_EQ(value_at<uint32_t>(record(), 8), 5u);
 }
 
+TEST_F(PublishedStatus, OfAUnitBehindTheSegmentIsWrittenNowhere) {
+    open_waiting_line(1);
+    const CommandBlock commands[] = {CommandBlock::open(file(), "w+"), CommandBlock(GETSTATUS),
+                                     CommandBlock::fax(FAXSEND, {}), CommandBlock::close(FAXRECEIVE)};
+    for (uint32_t outside : {4048u, 0xFFFFFFFFu}) {
+        driver.channel(5).unit = outside;
+        std::fill(record_of_unit(4048), record_of_unit(4049), kMark);
+        for (CommandBlock block : commands) {
+            EXPECT_EQ(tsp.TSPI_lineDevSpecific(1, line(1), 0, nullptr, block.data(), 0), 1);
+            EXPECT_EQ(block.result(), 0u);
+            fax_thread_ends();
+        }
+        EXPECT_EQ(std::count(record_of_unit(4048), record_of_unit(4049), kMark), 1064);
+    }
+    EXPECT_TRUE(reads(traces().levels({1}), {}));
+    driver.channel(5).unit = 15;
+}
+
 TEST_F(PublishedStatus, BelongsToTheUnitAndNotToTheChannel) {
     driver.channel(5).unit = 4047;
     open_waiting_line(1);

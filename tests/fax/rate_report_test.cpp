@@ -69,6 +69,12 @@ TEST_F(RateReport, ComesFromNoOtherFrame) {
     EXPECT_EQ(rate(), 2400u);
 }
 
+TEST_F(RateReport, IsTheCallsRateWhenTapiIsTold) {
+    tapi.on_event = [this](const LineEvent&) { note(text("the rate is %lu", rate())); };
+    negotiate(7);
+    EXPECT_TRUE(reads(all_of(NOTE), {"the rate is 14400"}));
+}
+
 TEST_F(RateReport, IsToldUnderTheLineLock) {
     note_lock_at_events();
     negotiate(7);

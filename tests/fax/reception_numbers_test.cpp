@@ -128,6 +128,20 @@ TEST_F(ReceptionNumbers, HaveTheSecondTextBehindABarAfterACallersNumberAlone) {
     EXPECT_EQ(called_after({"", "", "5550100", ""}, "77"), L"|77");
 }
 
+TEST_F(ReceptionNumbers, ArePublishedStepByStep) {
+    remote_station("REMOTE", "77");
+    receive_call({"5551234", "", "5550100", ""});
+    driver.on.QorvLogLogMsg = [this](uint32_t, int level, const char* line, const char*, uint32_t) {
+        if (level == 9 && std::strstr(line, ": UpdateSharedMemory"))
+            note(text("remote=%s called=%s caller=%s", shared_record(0).szRemoteId, narrow(called().c_str()).c_str(),
+                      narrow(caller().c_str()).c_str()));
+    };
+    receive_fax();
+    EXPECT_TRUE(reads(all_of(NOTE), {"remote= called= caller=", "remote= called=5551234 caller=5550100",
+                                     "remote=REMOTE called=5551234 caller=5550100",
+                                     "remote=REMOTE called=5551234|77 caller=5550100"}));
+}
+
 TEST_F(ReceptionNumbers, KeepBlanksInsideAndBehindTheSecondText) {
     EXPECT_EQ(called_after({"5551234", "", "", ""}, "   7 7 "), L"5551234|7 7 ");
 }
