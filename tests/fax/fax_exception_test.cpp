@@ -33,7 +33,8 @@ class FaxException : public OutgoingFaxFixture {
     void expect_ended(Command job) {
         EXPECT_TRUE(
             holds(traces(), job == FAXSEND ? "[1] Thread_Send_Fax: Exception" : "[1] Thread_Receive_Fax: Exception"));
-        EXPECT_EQ(count(events(), "LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x1, <*>"), 1u);
+        EXPECT_EQ(outcome(), (Lines{"LINE_CALLDEVSPECIFIC(HTLINE1, HTCALL1, 0x1, 0x2, 0x0)",
+                                    "LINE_CALLSTATE(HTLINE1, HTCALL1, DISCONNECTED, 0x2, 0x20)"}));
         EXPECT_FALSE(line_is_locked());
         EXPECT_EQ(driver.channel(4).handler, nullptr);
         EXPECT_GT(tsp.TSPI_lineDrop(next_request(), call(0), nullptr, 0), 0);

@@ -75,16 +75,20 @@ class TransmissionTrace : public FaxTrace {
         return all;
     }
 
-    // The thread with this session in it and this result of the job.
+    // The thread with this in front of its session, this session and this result of the job.
     static Lines thread(const Lines& header, const Lines& session, uint32_t status, uint32_t line_status) {
+        return thread_around(joined({header,
+                                     {"DornFaxSetLocalId(CHAN4, \"\")"},
+                                     inside("SendStraightTIFF", {{"DornLineCapCheck(CHAN4, 20)"}, session})}),
+                             status, line_status);
+    }
+    static Lines thread_around(const Lines& job, uint32_t status, uint32_t line_status) {
         return inside(
             "Thread_Send_Fax",
             {
                 locked({published()}),
                 kHandlerSlot,
-                header,
-                {"DornFaxSetLocalId(CHAN4, \"\")"},
-                inside("SendStraightTIFF", {{"DornLineCapCheck(CHAN4, 20)"}, session}),
+                job,
                 {"the argument block is freed"},
                 kHandlerSlot,
                 {status ? "[4] Thread_Send_Fax -> Done, errors occurred" : "[4] Thread_Send_Fax -> Done, no errors"},
@@ -104,6 +108,9 @@ class TransmissionTrace : public FaxTrace {
                           thread({}, joined({up_to(steps(), number), error_text(steps()[number].failure)}), 2, 17)));
     }
 };
+
+const Lines kBeforeTheSession = {"DornLineCapCheck(CHAN4, 20)", "DornFaxSetReceiveFmt(CHAN4, 19)",
+                                 "DornFaxSetLocalId(CHAN4, \"+1 555 0100\")"};
 
 class ReceptionTrace : public FaxTrace {
   protected:
@@ -131,13 +138,14 @@ class ReceptionTrace : public FaxTrace {
     }
 
     static Lines thread(const Lines& session, bool failed, uint32_t status, uint32_t line_status) {
+        return thread_around(joined({kBeforeTheSession, session}), failed, status, line_status);
+    }
+    static Lines thread_around(const Lines& job, bool failed, uint32_t status, uint32_t line_status) {
         return inside("Thread_Receive_Fax",
                       {
                           locked({published(), published(), told_of_progress()}),
                           kHandlerSlot,
-                          {"DornLineCapCheck(CHAN4, 20)", "DornFaxSetReceiveFmt(CHAN4, 19)",
-                           "DornFaxSetLocalId(CHAN4, \"+1 555 0100\")"},
-                          session,
+                          job,
                           {"the argument block is freed"},
                           kHandlerSlot,
                           {failed ? "[4] Thread_Receive_Fax() -> Done, with ERRORS occurred"
@@ -197,6 +205,25 @@ TEST_F(TransmissionTrace, EndsWithAFailedPage) {
 
 TEST_F(TransmissionTrace, EndsWithAFailedEndOfTheDocument) {
     expect_failure_of_step(6, driver.on.DornFaxEndOfDocument);
+}
+
+TEST_F(TransmissionTrace, EndsWithAnException) {
+    driver.on.DornFaxSetLocalId = [](DornLine*, DornFaxRecord*) -> int { throw 1; };
+    send_fax({"", "", 0});
+    EXPECT_TRUE(
+        reads(of_the_job(whole_story()),
+              thread_around({"DornFaxSetLocalId(CHAN4, \"\")", "[1] Thread_Send_Fax: Exception"}, KX_STATUS_ERROR, 0)));
+    EXPECT_EQ(shared_record(0).status, KX_STATUS_ERROR);
+}
+
+TEST_F(ReceptionTrace, EndsWithAnException) {
+    driver.on.DornFaxBeginReceive = [](DornLine*, DornFaxRecord*) -> int { throw 1; };
+    receive_fax();
+    EXPECT_TRUE(reads(
+        of_the_job(whole_story()),
+        thread_around(joined({kBeforeTheSession, {"DornFaxBeginReceive(CHAN4)", "[1] Thread_Receive_Fax: Exception"}}),
+                      true, KX_STATUS_ERROR, 0)));
+    EXPECT_EQ(shared_record(0).status, KX_STATUS_ERROR);
 }
 
 TEST_F(ReceptionTrace, ShowsTheWholeThread) {
