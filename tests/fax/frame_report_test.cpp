@@ -56,6 +56,12 @@ TEST_F(FrameReport, IsLatchedAsTwoWhenSentAndAsOneWhenReceived) {
     EXPECT_EQ(latched(), 2);
 }
 
+TEST_F(FrameReport, IsLatchedAsTwoForADirectionBelowZero) {
+    frame_report({{14, {0xFF, 0xFF, 0xFF, 0xFF}}, frame_tag({0xFF, 0xC8, MPS, 0})});
+    EXPECT_TRUE(reads(story(), {trace_of(-1, 2, 0x4E, 0)}));
+    EXPECT_EQ(latched(), 2);
+}
+
 TEST_F(FrameReport, IsTracedWhenItIsLatched) {
     frame(SENT, {PPS, EOM + 1, 0});
     frame_report({frame_tag({0xFF, 0xC8, PRI_MPS, 0x17}), direction_tag(0)});

@@ -52,6 +52,19 @@ TEST_F(PageReport, DoesNotCountAPageThatGoesOn) {
     EXPECT_EQ(latched(), 2);
 }
 
+TEST_F(PageReport, DoesNotCountAPageThatGoesOnByANegativeNumber) {
+    announce_more_pages();
+    driver.report(4, 9, 8, 6, {{20, {0xFF, 0xFF, 0xFF, 0xFF}}});
+    EXPECT_TRUE(holds(traces(), "[4] End Of Page GotMPS = 2, continuing = -1, pLine = <*>"));
+    EXPECT_EQ(pages(), 0u);
+}
+
+TEST_F(PageReport, IsReadUntilTheDriverSaysAnythingButOne) {
+    driver.on.DornGetTaggedValues = [](DornReport*, DornTaggedValue*) { return 2; };
+    page_end();
+    EXPECT_EQ(count(all_of(DRIVER_QUERY), "DornGetTaggedValues()"), 1u);
+}
+
 TEST_F(PageReport, TakesAPageWithoutTheTagAsEnded) {
     announce_more_pages();
     driver.report(4, 9, 8, 6, {{14, {1}}, {21, {1}}});
