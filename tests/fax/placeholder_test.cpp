@@ -1,4 +1,6 @@
 // The placeholder: a received file without a page becomes a file of one page that is marked as aborted.
+#include <utility>
+
 #include "placeholder_fixture.h"
 
 using namespace harness;
@@ -69,6 +71,13 @@ TEST_F(Placeholder, IsNotMadeOfAFileWithAPage) {
                                        "DornTiffReadIFD(<*>)", "DornTiffClose(TIFF2)"}));
 }
 
+TEST_F(Placeholder, IsNotMadeWhenTheDirectoryIsReadWithAnError) {
+    driver.on.DornTiffReadIFD = [](DornTiffRecord*) { return -1; };
+    fail_before_the_first_page("");
+    EXPECT_TRUE(reads(driver_calls(), {"DornTiffClose(TIFF1)", "DornTiffOpen(\"" + file() + "\", \"r+\")",
+                                       "DornTiffReadIFD(<*>)", "DornTiffClose(TIFF2)"}));
+}
+
 TEST_F(Placeholder, IsTheLinesOpenFileOnlyForItsOwnTime) {
     fail_before_the_first_page("");
     EXPECT_EQ(close_file(), 1u);
@@ -100,20 +109,29 @@ TEST_F(Placeholder, HasARoutingTextOfFourCharactersBehindAPaddingByte) {
     EXPECT_EQ(text_of(read_tiff(file()).at(0), 337), "RTXT");
 }
 
-TEST_F(Placeholder, HasNoPaddingByteAtAnEvenPosition) {
-    // One byte behind the resolutions, so that the first text is moved by the padding and the second is not.
-    driver.on.DornTiffWriteRes = [](DornTiffRecord* record) {
-        int result = ScriptedDriver::usual().DornTiffWriteRes(record);
-        auto* stream = static_cast<FILE*>(record->hTiff->stream);
-        std::fseek(stream, 0, SEEK_END);
-        std::fputc(0x77, stream);
-        return result;
+TEST_F(Placeholder, HasAPaddingByteOnlyAtAnOddPosition) {
+    // So many bytes behind the resolutions, which end at 28, and where the two texts then lie.
+    const std::pair<int, Lines> kMoved[] = {
+        {1,
+         {"_mdll_fwrite(STREAM3, \"\\x00\")", "_mdll_fwrite(STREAM3, \"0538968064\\x00\")",
+          "DornTiffWriteIFD(TIFF3, 305:2[11] 0x1E)", "_mdll_fwrite(STREAM3, \"\\x00\")",
+          "_mdll_fwrite(STREAM3, \"TO: ME\\x00\")", "DornTiffWriteIFD(TIFF3, 337:2[7] 0x2A)"}},
+        {2,
+         {"_mdll_fwrite(STREAM6, \"0538968064\\x00\")", "DornTiffWriteIFD(TIFF6, 305:2[11] 0x1E)",
+          "_mdll_fwrite(STREAM6, \"\\x00\")", "_mdll_fwrite(STREAM6, \"TO: ME\\x00\")",
+          "DornTiffWriteIFD(TIFF6, 337:2[7] 0x2A)"}},
     };
-    fail_before_the_first_page("TO: ME");
-    EXPECT_TRUE(reads(driver_calls().only({"_mdll_fwrite(<*>", "DornTiffWriteIFD(TIFF3, 3<*>:2[<*>"}),
-                      {"_mdll_fwrite(STREAM3, \"\\x00\")", "_mdll_fwrite(STREAM3, \"0538968064\\x00\")",
-                       "DornTiffWriteIFD(TIFF3, 305:2[11] 0x1E)", "_mdll_fwrite(STREAM3, \"\\x00\")",
-                       "_mdll_fwrite(STREAM3, \"TO: ME\\x00\")", "DornTiffWriteIFD(TIFF3, 337:2[7] 0x2A)"}));
+    for (const auto& [bytes, written] : kMoved) {
+        driver.on.DornTiffWriteRes = [bytes = bytes](DornTiffRecord* record) {
+            int result = ScriptedDriver::usual().DornTiffWriteRes(record);
+            auto* stream = static_cast<FILE*>(record->hTiff->stream);
+            std::fseek(stream, 0, SEEK_END);
+            for (int i = 0; i < bytes; ++i) std::fputc(0x77, stream);
+            return result;
+        };
+        fail_before_the_first_page("TO: ME");
+        EXPECT_TRUE(reads(driver_calls().only({"_mdll_fwrite(<*>", "DornTiffWriteIFD(<*>, 3<*>:2[<*>"}), written));
+    }
 }
 
 TEST_F(Placeholder, HasTheLongestRoutingText) {
