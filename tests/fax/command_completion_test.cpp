@@ -1,7 +1,7 @@
 // The two ways in which the fax service learns that a command is done: TAPI's completion, or a named event.
 #include <memory>
 
-#include "whole_story.h"
+#include "fax_story.h"
 
 using namespace harness;
 

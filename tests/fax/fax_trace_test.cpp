@@ -1,7 +1,7 @@
 // The whole road of a job: everything that its thread does, in order, to its good end and to every failure.
 #include <memory>
 
-#include "whole_story.h"
+#include "fax_story.h"
 
 using namespace harness;
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "fax_fixture.h"
+#include "fax_story.h"
 #include "tiff_file.h"
-#include "whole_story.h"
 
 class PlaceholderFixture : public FaxFixture {
   protected:

@@ -1,6 +1,6 @@
 // The whole handling of a board's report: what is asked of the driver, what is done under the line's lock, who is told.
 #include "board_report_fixture.h"
-#include "whole_story.h"
+#include "fax_story.h"
 
 using namespace harness;
 

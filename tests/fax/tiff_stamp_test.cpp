@@ -1,7 +1,7 @@
 // The stamp of a received file: the job's result, written over the Software tag when the file is closed.
 #include "fax_fixture.h"
+#include "fax_story.h"
 #include "tiff_file.h"
-#include "whole_story.h"
 
 using namespace harness;
 

@@ -3,7 +3,7 @@
 namespace harness {
 
 View whole_story() {
-    return all_of(TRACE | DRIVER | DRIVER_QUERY | EVENT | COMPLETION | EVENT_LOG | WINDOWS)
+    return all_of(~static_cast<unsigned>(DRIVER_LOG))
         .all_levels()
         .without({"[4] lock_line()<*>", "[4] unlock_line()<*>", "QorvLog<*>", "Reg<*>", "fopen(<*>",
                   "[8] report_event<*>", "[4] intNumCharscopied<*>", "[4] TempMsg<*>", "[4] StringArray<*>",

@@ -1,16 +1,14 @@
-// Everything that one thread did, in one list: traces of every level, driver calls with the queries, Windows calls,
-// events, completions. What is done under the line's lock stands between its taking and its giving back.
+// The steps of fax requests and jobs, for lists of everything that a thread did (whole_story.h). What is done under the
+// line's lock stands between its taking and its giving back.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "fax_fixture.h"
+#include "whole_story.h"
 
-// All but the lines that taking and giving back a line lock writes at level 4, the questions whether a level is of
-// interest, and the panic file.
-harness::View whole_story();
-// The same of the test's own thread, which plays TAPI's.
+// What the test's own thread did, which plays TAPI's.
 harness::View whole_request();
 
 // A function on LINE1 from its entry to its exit, and what happens in between.
@@ -20,7 +18,7 @@ harness::Lines inside_with_result(const std::string& function, int result, const
 // What happens under the lock of LINE1.
 harness::Lines locked(const std::vector<harness::Lines>& parts);
 // How a request takes the lock, for what does not give it back.
-harness::Lines lock_taken();
+harness::Lines lock_is_taken();
 
 // A request of this ID from its entry to its exit, with what its command does between the taking of the lock and the
 // completion.

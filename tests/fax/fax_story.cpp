@@ -1,15 +1,9 @@
-#include "whole_story.h"
+#include "fax_story.h"
 
 using namespace harness;
 
-View whole_story() {
-    return all_of(~static_cast<unsigned>(DRIVER_LOG))
-        .all_levels()
-        .without({"[4] lock_line() <*>", "[4] unlock_line() <*>", "QorvLogIsInterested(<*>", "fopen(<*>"});
-}
-
 View whole_request() {
-    return whole_story().on_thread(GetCurrentThreadId());
+    return on_this_thread(whole_story());
 }
 
 Lines inside(const std::string& function, const std::vector<Lines>& parts) {
@@ -20,12 +14,12 @@ Lines inside_with_result(const std::string& function, int result, const std::vec
     return joined({{of_line(8, function)}, joined(parts), {of_line(9, text("%s(%d)", function.c_str(), result))}});
 }
 
-Lines lock_taken() {
+Lines lock_is_taken() {
     return inside("lock_line", {{"WaitForSingleObject(MUTEX1, INFINITE)"}});
 }
 
 Lines locked(const std::vector<Lines>& parts) {
-    return joined({lock_taken(), joined(parts), inside("unlock_line", {{"ReleaseMutex(MUTEX1)"}})});
+    return joined({lock_is_taken(), joined(parts), inside("unlock_line", {{"ReleaseMutex(MUTEX1)"}})});
 }
 
 Lines accepted_request(DRV_REQUESTID id, const std::string& command, const Lines& done, uint32_t result) {
