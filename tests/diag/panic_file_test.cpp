@@ -1,4 +1,7 @@
 // The panic file: every line of level 1, in "\temp" at the root of the current drive, whether or not the log wants it.
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -94,6 +97,62 @@ TEST_F(PanicFile, GetsALineBeforeTheTraceIsSetUp) {
     driver.on.DornInitialize = []() -> int { throw 1; };
     enumerate();
     EXPECT_TRUE(matches("<*>\tFILTER_PANIC\t<*>TSPI_providerEnumDevices: Exception\r\n", contents()));
+}
+
+TEST_F(PanicFile, GetsALineBeforeTheLogIsAskedForIt) {
+    enumerate();
+    EXPECT_TRUE(reads(all_of(TRACE | WINDOWS | DRIVER_QUERY).levels({1}).only({kLine, "fopen<*>", "<*>Interested(1)"}),
+                      {"fopen(\"\\temp\\QorvTspPanic.txt\", \"a\") failed", "QorvLogIsInterested(1)", kLine}));
+}
+
+// ---- messages of any kind -----------------------------------------------------------------------------------------
+
+namespace {
+
+// Leaves no zero where the provider's buffers will be.
+void fill_the_stack() {
+    volatile char below[200000];
+    for (volatile char& byte : below) byte = 'x';
+}
+
+const std::string kMessage = "Calder Host Service is not running!";
+
+// Formatting that gives a message with percent signs.
+int __cdecl message_with_percent_signs(char* buffer, size_t size, const char* format, va_list arguments) {
+    return _vsnprintf(buffer, size, format == kMessage ? "100%%%% sure" : format, arguments);
+}
+
+// ... and one that is as long as its space and has no end.
+int __cdecl endless_message(char* buffer, size_t size, const char* format, va_list arguments) {
+    if (format != kMessage) return _vsnprintf(buffer, size, format, arguments);
+    std::fill(buffer, buffer + size, 'x');
+    return -1;
+}
+
+}  // namespace
+
+TEST_F(PanicFile, TakesPercentSignsForConversions) {
+    make_temp_folder();
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(message_with_percent_signs)));
+    enumerate();
+    EXPECT_TRUE(matches("<*>\tFILTER_PANIC\t<*>: 100% sure\r\n", contents())) << contents();
+    EXPECT_TRUE(holds(traces(), "[1] 100%% sure"));
+}
+
+TEST_F(PanicFile, GetsARecordOf8192CharactersAtMost) {
+    make_temp_folder();
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(endless_message)));
+    std::string logged;
+    driver.on.QorvLogLogMsg = [&](uint32_t, int level, const char* line, const char*, uint32_t) {
+        if (level == 1) logged = line;
+    };
+    fill_the_stack();
+    enumerate();
+    EXPECT_EQ(logged.size(), 8192u);
+    EXPECT_EQ(contents().size(), 8192u);
+    EXPECT_EQ(contents().back(), 'x');
 }
 
 TEST_F(PanicFile, GetsNoLineOfAnotherLevel) {

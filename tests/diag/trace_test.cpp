@@ -1,5 +1,9 @@
 // The trace: its set-up with the driver library's log, what is asked and handed over for a line, and what a failing log
 // does to the provider.
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+
 #include "harness.h"
 
 using namespace harness;
@@ -17,6 +21,21 @@ class Trace : public ProviderFixture {
 
 const char* const kEntry = "[16] TSPI_lineGetNumAddressIDs";
 const char* const kExit = "[17] TSPI_lineGetNumAddressIDs(0) Good";
+
+// The C runtime's, with a note of the space that they are given.
+int __cdecl noted_vsnprintf(char* buffer, size_t size, const char* format, va_list arguments) {
+    note(text("_vsnprintf(%zu, ", size) + quoted(format) + ")");
+    return _vsnprintf(buffer, size, format, arguments);
+}
+
+int __cdecl noted_snprintf(char* buffer, size_t size, const char* format, ...) {
+    note(text("_snprintf(%zu, ", size) + quoted(format) + ")");
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = _vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return length;
+}
 
 View log_set_up() {
     return all_of(DRIVER_LOG);
@@ -59,6 +78,15 @@ TEST_F(Trace, TellsTheLibraryWhichInterfaceItWasBuiltAgainst) {
     EXPECT_EQ(exported_interface_version().auto_comp, 76u);
 }
 
+TEST_F(Trace, TellsTheInterfaceBeforeItUsesTheLog) {
+    InterfaceVersion told = {};
+    driver.on.QorvLogInitialized = [&] { return told = exported_interface_version(), 0; };
+    trace_twice();
+    EXPECT_EQ(told.compiled, 0x403070u);
+    EXPECT_EQ(told.bld_comp, 6704u);
+    EXPECT_EQ(told.auto_comp, 76u);
+}
+
 TEST_F(Trace, IsSetUpOnlyOnce) {
     trace_twice();
     trace_twice();
@@ -76,6 +104,30 @@ TEST_F(Trace, IsSetUpOnlyOnceByTwoThreadsAtOnce) {
     EXPECT_EQ(one.result(), 0);
     EXPECT_EQ(other.result(), 0);
     EXPECT_EQ(count(log_set_up(), "QorvLogFilterNew(<*>"), 1u);
+}
+
+namespace {
+
+using Enter = void(WINAPI*)(LPCRITICAL_SECTION);
+Enter enter_lock;
+
+// Notes the locks that are variables of the provider's module.
+void WINAPI noted_enter(LPCRITICAL_SECTION lock) {
+    HMODULE owner = nullptr;
+    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (GetModuleHandleExA(flags, reinterpret_cast<LPCSTR>(lock), &owner)) note("a lock");
+    enter_lock(lock);
+}
+
+}  // namespace
+
+TEST_F(Trace, TakesNoLockOnceItIsSetUp) {
+    Replacements more(module);
+    enter_lock = reinterpret_cast<Enter>(more.original("EnterCriticalSection"));
+    ASSERT_TRUE(more.replace("EnterCriticalSection", reinterpret_cast<void*>(noted_enter)));
+    trace_twice();
+    trace_twice();
+    EXPECT_TRUE(reads(all_of(TRACE | NOTE), {"a lock", kEntry, kExit, kEntry, kExit}));
 }
 
 TEST_F(Trace, DoesNotInitialiseALogThatIsInitialised) {
@@ -115,14 +167,42 @@ TEST_F(Trace, UsesAKeyThatLiesInTheModule) {
 
 TEST_F(Trace, AsksTwiceBeforeALineIsWritten) {
     trace_twice();
-    EXPECT_EQ(count(all_of(DRIVER_QUERY), "QorvLogIsInterested(16)"), 2u);
+    EXPECT_TRUE(reads(all_of(TRACE | DRIVER_QUERY), {"QorvLogIsInterested(16)", "QorvLogIsInterested(16)", kEntry,
+                                                     "QorvLogIsInterested(17)", "QorvLogIsInterested(17)", kExit}));
 }
 
-TEST_F(Trace, AsksOnceForALineThatNobodyWants) {
-    driver.uninteresting_levels = {16};
+TEST_F(Trace, FormatsNothingOfALineThatNobodyWants) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snprintf", reinterpret_cast<void*>(noted_snprintf)));
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(noted_vsnprintf)));
+    driver.uninteresting_levels = {16, 17};
     trace_twice();
-    EXPECT_EQ(count(all_of(DRIVER_QUERY), "QorvLogIsInterested(16)"), 1u);
-    EXPECT_TRUE(reads(traces(), {kExit}));
+    EXPECT_TRUE(reads(all_of(TRACE | DRIVER_QUERY | NOTE), {"QorvLogIsInterested(16)", "QorvLogIsInterested(17)"}));
+}
+
+TEST_F(Trace, FormatsALineWithinItsBuffer) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snprintf", reinterpret_cast<void*>(noted_snprintf)));
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(noted_vsnprintf)));
+    driver.uninteresting_levels = {17};
+    trace_twice();
+    const size_t stamp = text("P-0x%06lX:T-0x%06lX: ", GetCurrentProcessId(), GetCurrentThreadId()).size();
+    EXPECT_TRUE(reads(all_of(TRACE | NOTE), {
+                                                "_snprintf(8192, \"P-0x%06X:T-0x%06X: \")",
+                                                text("_vsnprintf(%zu, \"%%s\")", 8192 - stamp),
+                                                kEntry,
+                                            }));
+}
+
+TEST_F(Trace, FormatsAPanicLineAndTheNameOfItsFileWithinTheirBuffers) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snprintf", reinterpret_cast<void*>(noted_snprintf)));
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(noted_vsnprintf)));
+    driver.on.DornInitialize = []() -> int { throw 1; };
+    enumerate();
+    EXPECT_TRUE(reads_in_order(all_of(TRACE | NOTE),
+                               {"_snprintf(8192, \"P-0x%06X:T-0x%06X: \")", "_vsnprintf(<*>, \"%s: Exception\")",
+                                "_snprintf(260, \"%s\\%s\")", "[1] TSPI_providerEnumDevices: Exception"}));
 }
 
 TEST_F(Trace, StampsEveryLineWithItsProcessAndThread) {
@@ -224,6 +304,53 @@ TEST_F(Trace, SwallowsAnExceptionOfTheQuestion) {
 }
 
 // ---- the bracket around the library -------------------------------------------------------------------------------
+
+namespace {
+
+// ACE begins and ends with Windows' sockets.
+int WINAPI ace_begins(WORD, void*) {
+    return note("ACE begins"), 0;
+}
+
+std::function<void()> on_ace_ends;
+int WINAPI ace_ends() {
+    note("ACE ends");
+    if (on_ace_ends) on_ace_ends();
+    return 0;
+}
+
+}  // namespace
+
+TEST_F(Trace, LibraryOpensBehindACEAndClosesBeforeIt) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("WSAStartup", reinterpret_cast<void*>(ace_begins)));
+    ASSERT_TRUE(more.replace("WSACleanup", reinterpret_cast<void*>(ace_ends)));
+    enumerate();
+    EXPECT_TRUE(reads(all_of(DRIVER | NOTE).without({"DornModuleInfo(<*>)"}),
+                      {"ACE begins", "DornInitialize()", "DornShutdown()", "ACE ends"}));
+}
+
+TEST_F(Trace, IsSetUpUntilTheLibraryIsClosedAndNoLonger) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("WSAStartup", reinterpret_cast<void*>(ace_begins)));
+    ASSERT_TRUE(more.replace("WSACleanup", reinterpret_cast<void*>(ace_ends)));
+    driver.on.DornShutdown = [this] {
+        ScriptedDriver::usual().DornShutdown();
+        trace_twice();
+    };
+    on_ace_ends = [this] { trace_twice(); };
+    enumerate();
+    on_ace_ends = nullptr;
+    EXPECT_TRUE(reads(all_of(DRIVER | DRIVER_LOG | NOTE).only({"QorvLogFilterNew(<*>", "DornShutdown()", "ACE ends"}),
+                      {"QorvLogFilterNew(<*>", "DornShutdown()", "ACE ends", "QorvLogFilterNew(<*>"}));
+}
+
+TEST_F(Trace, LibraryIsNotClosedWhenTheTraceCouldNotBeSetUp) {
+    driver.on.QorvLogFilterNew = [](const char*, const char*, uint32_t, uint32_t, uint32_t,
+                                    uint32_t) -> QorvLogFilter* { throw 1; };
+    EXPECT_EQ(enumerate(), 0);
+    EXPECT_TRUE(reads(driver_calls().without({"DornModuleInfo(<*>)"}), {"DornInitialize()"}));
+}
 
 TEST_F(Trace, LibraryStaysOpenFromAGoodInitialisationToTheShutdown) {
     enumerate();

@@ -83,7 +83,8 @@ void add_usual_log(ScriptedDriver::Handlers& usual) {
     usual.QorvLogIsInterested = [](uint32_t, int level) {
         return static_cast<int>(driver.uninteresting_levels.count(level) == 0);
     };
-    usual.QorvLogLogMsg = [](uint32_t, int, const char*, const char*, uint32_t) {};
+    // Writing a line has a last error of its own: what the provider wants to know of its own it has read before.
+    usual.QorvLogLogMsg = [](uint32_t, int, const char*, const char*, uint32_t) { SetLastError(ERROR_NO_MORE_ITEMS); };
 }
 
 }  // namespace harness

@@ -2,6 +2,8 @@
 // the creating functions are replaced: the narrow ones are called by ACE alone.
 #include <windows.h>
 
+#include <atomic>
+
 #include "fake_windows.h"
 #include "journal.h"
 #include "scripted_driver.h"
@@ -120,6 +122,44 @@ void WINAPI sleep(DWORD milliseconds) {
         Sleep(milliseconds / 1000 + 1);
 }
 
+// The one critical section that the provider makes while it runs and that is a variable of its module. Those of ACE and
+// of the C++ runtime lie elsewhere or are made when the module is loaded.
+std::atomic<LPCRITICAL_SECTION> reset_lock{nullptr};
+
+bool lies_in_a_module(const void* address) {
+    HMODULE module = nullptr;
+    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    return GetModuleHandleExA(flags, static_cast<LPCSTR>(address), &module) != FALSE;
+}
+
+void WINAPI initialise_section(LPCRITICAL_SECTION section) {
+    if (lies_in_a_module(section)) {
+        reset_lock = section;
+        journal_windows("InitializeCriticalSection(RESET_LOCK)");
+    }
+    InitializeCriticalSection(section);
+}
+
+void WINAPI delete_section(LPCRITICAL_SECTION section) {
+    if (section == reset_lock) {
+        journal_windows("DeleteCriticalSection(RESET_LOCK)");
+        reset_lock = nullptr;
+    }
+    DeleteCriticalSection(section);
+}
+
+// Entered already when the line is written.
+void WINAPI enter_section(LPCRITICAL_SECTION section) {
+    EnterCriticalSection(section);
+    if (section == reset_lock) journal_windows("EnterCriticalSection(RESET_LOCK)");
+}
+
+// Still held when the line is written.
+void WINAPI leave_section(LPCRITICAL_SECTION section) {
+    if (section == reset_lock) journal_windows("LeaveCriticalSection(RESET_LOCK)");
+    LeaveCriticalSection(section);
+}
+
 }  // namespace
 
 std::string object_name(HANDLE handle) {
@@ -152,7 +192,11 @@ Fakes object_fakes() {
             fake("ReleaseMutex", release_mutex),
             fake("CloseHandle", close_handle),
             fake("WaitForSingleObject", wait_for_object),
-            fake("Sleep", sleep)};
+            fake("Sleep", sleep),
+            fake("InitializeCriticalSection", initialise_section),
+            fake("DeleteCriticalSection", delete_section),
+            fake("EnterCriticalSection", enter_section),
+            fake("LeaveCriticalSection", leave_section)};
 }
 
 }  // namespace harness

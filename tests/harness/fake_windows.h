@@ -13,8 +13,9 @@
 //
 // Journal lines of kind WINDOWS, in windows_calls(): Sleep(6000), CreateEvent -> EVENT1, SetEvent(EVENT1),
 // WaitForSingleObject(EVENT1, 1000), OpenServiceW("calder", 0x4), RegQueryValueExW("kxcall") and so on. Only objects
-// that look like the provider's own are journalled: manual-reset events and mutexes without a name; and only the
-// modules and the environment variable that the provider asks for itself.
+// that look like the provider's own are journalled: manual-reset events and mutexes without a name, and the critical
+// section of the start-up resets, EnterCriticalSection(RESET_LOCK); and only the modules and the environment variable
+// that the provider asks for itself.
 #pragma once
 
 #include <windows.h>

@@ -50,10 +50,13 @@ LONG WINAPI last_words(EXCEPTION_POINTERS* fault) {
 // The variant of the provider that traps undefined behaviour does it with an instruction that no processor knows, which
 // the provider would take for a fault like any other.
 LONG CALLBACK last_words_of_a_trap(EXCEPTION_POINTERS* fault) {
-    if (fault->ExceptionRecord->ExceptionCode != static_cast<DWORD>(EXCEPTION_ILLEGAL_INSTRUCTION))
+    HMODULE module = nullptr;
+    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    GetModuleHandleExA(flags, static_cast<LPCSTR>(fault->ExceptionRecord->ExceptionAddress), &module);
+    if (fault->ExceptionRecord->ExceptionCode != static_cast<DWORD>(EXCEPTION_ILLEGAL_INSTRUCTION) ||
+        module != GetModuleHandleA("qorvtsp.tsp"))
         return EXCEPTION_CONTINUE_SEARCH;
-    std::printf("at %p of the provider at %p\n", fault->ExceptionRecord->ExceptionAddress,
-                static_cast<void*>(GetModuleHandleA("qorvtsp.tsp")));
+    std::printf("at %p of the provider at %p\n", fault->ExceptionRecord->ExceptionAddress, static_cast<void*>(module));
     die("undefined behaviour");
 }
 

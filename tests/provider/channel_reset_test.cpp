@@ -51,6 +51,19 @@ TEST_F(ChannelReset, LoadsTheCallConfigurationAndAsksForTheChannelsCapabilities)
     EXPECT_TRUE(reads(of_the_reset(story()), expected));
 }
 
+TEST_F(ChannelReset, ReportsThatItIsDoneAtItsVeryEnd) {
+    EXPECT_EQ(initialise(), 0);
+    const Lines expected = {
+        "[8] ResetChannelThread",           "DornSessionDetach(CHAN4)",         "[9] ResetChannelThread",
+        "EnterCriticalSection(RESET_LOCK)", "LeaveCriticalSection(RESET_LOCK)", "SetEvent(EVENT1)",
+    };
+    EXPECT_TRUE(
+        reads(of_the_reset(all_of(TRACE | DRIVER | WINDOWS)
+                               .all_levels()
+                               .only({"<*>ResetChannelThread", "DornSession<*>", "<*>RESET_LOCK<*>", "SetEvent<*>"})),
+              expected));
+}
+
 TEST_F(ChannelReset, ReadsTheConfigurationsPathFromTheRegistryAndClosesTheKey) {
     EXPECT_EQ(initialise(), 0);
     const Lines expected = {
@@ -211,10 +224,14 @@ TEST_F(ChannelReset, LetsNobodyWaitForAThreadThatThrows) {
     driver.on.DornLineReset = [](DornLine*, DornResetRecord*) -> int { throw 1; };
     EXPECT_EQ(initialise(), 0);
     EXPECT_TRUE(holds(traces(), "[1] ResetChannelThread: Exception"));
+    EXPECT_EQ(open_result(), failed(LINEERR_RESOURCEUNAVAIL));
+    EXPECT_TRUE(holds(traces(), "[4] Open err, channel marked bad, val= -5"));
 }
 
 TEST_F(ChannelReset, LetsNobodyWaitForAThreadWithAFault) {
     driver.on.DornLineReset = [](DornLine*, DornResetRecord*) { return cause_access_violation(), 0; };
     EXPECT_EQ(initialise(), 0);
     EXPECT_TRUE(holds(traces(), "[1] ResetChannelThread: Exception"));
+    EXPECT_EQ(open_result(), failed(LINEERR_RESOURCEUNAVAIL));
+    EXPECT_TRUE(holds(traces(), "[4] Open err, channel marked bad, val= -5"));
 }

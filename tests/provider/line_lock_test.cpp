@@ -1,4 +1,6 @@
 // Line handles and the line lock, seen through an entry point that checks the handle and takes the lock once.
+#include <memory>
+
 #include "harness.h"
 #include "line_fixture.h"
 
@@ -38,17 +40,19 @@ TEST_F(LineLock, TracesTheCheckOfTheHandleAndTheTakingAndGivingBackOfTheLock) {
         "[8] " + kLine + "IsValidLine",
         "[9] " + kLine + "IsValidLine(1)",
         "[8] " + kLine + "lock_line",
+        "WaitForSingleObject(MUTEX1, INFINITE)",
         "[4] lock_line() WaitForSingleObject( pLine->line_mutex= 0xMUTEX1 )  thread= " + this_thread(),
         kLockTaken,
         "[9] " + kLine + "lock_line",
         "[8] " + kLine + "unlock_line",
+        "ReleaseMutex(MUTEX1)",
         "[4] unlock_line()        ReleaseMutex( pLine->line_mutex= 0xMUTEX1 )  thread= " + this_thread(),
         "[4] unlock_line() pLine->line_mutex_CreatedInThreadId= " + opened_in,
         "[4] unlock_line() pLine->line_mutex_WaitOn_InThreadId= " + this_thread(),
         "[9] " + kLine + "unlock_line",
         "[17] " + kLine + "TSPI_lineGetAddressStatus(0) Good",
     };
-    EXPECT_TRUE(reads(on_this_thread(traces().all_levels()), expected));
+    EXPECT_TRUE(reads(on_this_thread(all_of(TRACE | WINDOWS).all_levels()), expected));
 }
 
 TEST_F(LineLock, TellsTheThreadThatOpenedTheLineFromTheOneThatHasTheLock) {
@@ -58,12 +62,6 @@ TEST_F(LineLock, TellsTheThreadThatOpenedTheLineFromTheOneThatHasTheLock) {
     EXPECT_TRUE(holds(traces().levels({4}), "[4] unlock_line() pLine->line_mutex_CreatedInThreadId= " + opened_in));
     EXPECT_TRUE(holds(traces().levels({4}),
                       text("[4] unlock_line() pLine->line_mutex_WaitOn_InThreadId= 0x%lX", asking.thread())));
-}
-
-TEST_F(LineLock, IsWaitedForWithoutATimeOut) {
-    EXPECT_EQ(address_status(line(0)), 0);
-    EXPECT_TRUE(
-        reads(on_this_thread(windows_calls()), {"WaitForSingleObject(MUTEX1, INFINITE)", "ReleaseMutex(MUTEX1)"}));
 }
 
 TEST_F(LineLock, HoldsUpEveryOtherThread) {
@@ -76,6 +74,24 @@ TEST_F(LineLock, HoldsUpEveryOtherThread) {
     driver.gate("DornLineAnswerISDN").open();
     EXPECT_EQ(answering.result(), 0x11);
     EXPECT_EQ(asking.result(), 0);
+}
+
+TEST_F(LineLock, NamesItsHolderAndNotWhoWaitsForIt) {
+    const DWORD holder = GetCurrentThreadId();
+    std::unique_ptr<Call> waiting;
+    auto waits = [&] {
+        return holds(windows_calls().on_thread(waiting->thread()), "WaitForSingleObject(MUTEX1, INFINITE)");
+    };
+    driver.on.QorvLogLogMsg = [&](uint32_t, int, const char* text, const char*, uint32_t) {
+        if (waiting || GetCurrentThreadId() != holder || !matches("<*>: unlock_line", text)) return;
+        waiting = std::make_unique<Call>([this] { return address_status(line(0)); });
+        EXPECT_TRUE(wait_until(waits));
+    };
+    EXPECT_EQ(address_status(line(0)), 0);
+    ASSERT_NE(waiting, nullptr);
+    EXPECT_EQ(waiting->result(), 0);
+    EXPECT_TRUE(holds(on_this_thread(traces().levels({4})),
+                      "[4] unlock_line() pLine->line_mutex_WaitOn_InThreadId= " + this_thread()));
 }
 
 struct WaitOutcome {
@@ -111,12 +127,15 @@ TEST_F(LineLock, SaysSoWhenItIsGivenBackByAThreadThatDoesNotOwnIt) {
     EXPECT_EQ(address_status(line(0)), 0);
     const Lines expected = {
         "[8] " + kLine + "unlock_line",
+        "ReleaseMutex(MUTEX1)",
         "[4] unlock_line() ReleaseMutex() failed ############################# lastErr= 0x120",
         "[4] unlock_line()        ReleaseMutex( pLine->line_mutex= 0xMUTEX1 )  thread= " + this_thread(),
+        "[4] unlock_line() pLine->line_mutex_CreatedInThreadId= " + this_thread(),
+        "[4] unlock_line() pLine->line_mutex_WaitOn_InThreadId= " + this_thread(),
         "[9] " + kLine + "unlock_line",
-        "[17] " + kLine + "TSPI_lineGetAddressStatus(0) Good",
     };
-    EXPECT_TRUE(reads_in_order(traces().all_levels(), expected));
+    EXPECT_TRUE(reads(
+        on_this_thread(all_of(TRACE | WINDOWS).all_levels()).only({"<*>unlock_line<*>", "ReleaseMutex<*>"}), expected));
 }
 
 // ---- handles ------------------------------------------------------------------------------------------------------
@@ -163,8 +182,11 @@ TEST_F(LineHandle, IsFoundByTheUnitOfItsChannelAndNotByItsIndex) {
     EXPECT_EQ(address_status(line(1)), 0);
 }
 
-TEST_F(LineHandle, MayHaveTheLastUnitOfTheTable) {
-    driver.channel(5).unit = 4047;
-    open_waiting_line(1);
-    EXPECT_EQ(address_status(line(1)), 0);
+TEST_F(LineHandle, MayHaveTheFirstOrTheLastUnitOfTheTable) {
+    for (uint32_t unit : {0u, 4047u}) {
+        driver.channel(5).unit = unit;
+        open_waiting_line(1);
+        EXPECT_EQ(address_status(line(1)), 0) << unit;
+        EXPECT_EQ(close_line(1), 0);
+    }
 }

@@ -1,4 +1,8 @@
 // The module's entry point, called as the loader calls it.
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+
 #include "harness.h"
 
 using namespace harness;
@@ -44,6 +48,56 @@ TEST_F(ModuleEntry, TellsTheDebuggerAboutAnException) {
     debugger_lines = 0;
     EXPECT_EQ(call_entry(kUnknownReason), failed(LINEERR_OPERATIONFAILED));
     EXPECT_EQ(debugger_lines, 2);
+}
+
+namespace {
+
+// Formatting whose text is as long as its space and has no end; the byte behind the space is not zero either.
+size_t formatting_space;
+int __cdecl endless_formatting(char* buffer, size_t size, const char*, va_list) {
+    formatting_space = size;
+    std::fill(buffer, buffer + size + 1, 'x');
+    return -1;
+}
+
+size_t told_length;
+void WINAPI debugger_measures(const char* line) {
+    told_length = std::strlen(line);
+}
+
+}  // namespace
+
+TEST_F(ModuleEntry, TellsTheDebugger8192CharactersAtMost) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_vsnprintf", reinterpret_cast<void*>(endless_formatting)));
+    ASSERT_TRUE(more.replace("OutputDebugStringA", reinterpret_cast<void*>(debugger_measures)));
+    EXPECT_EQ(call_entry(kUnknownReason), TRUE);
+    EXPECT_EQ(formatting_space, 8192u);
+    EXPECT_EQ(told_length, 8192u);
+}
+
+namespace {
+
+int lines_at_the_end;
+void WINAPI debugger_counts(const char*) {
+    ++lines_at_the_end;
+}
+
+}  // namespace
+
+TEST_F(ModuleEntry, SaysNothingWhenTheModuleGoes) {
+    const std::string copy = text("qorvtsp-copy-%lu.tsp", GetCurrentProcessId());
+    ASSERT_TRUE(CopyFileA(provider_path().c_str(), copy.c_str(), FALSE));
+    HMODULE other = LoadLibraryA(copy.c_str());
+    ASSERT_NE(other, nullptr);
+    // Not put back: the table goes with the module.
+    auto* of_the_copy = new Replacements(other);
+    ASSERT_TRUE(of_the_copy->replace("OutputDebugStringA", reinterpret_cast<void*>(debugger_counts)));
+    lines_at_the_end = 0;
+    EXPECT_TRUE(FreeLibrary(other));
+    EXPECT_EQ(GetModuleHandleA(copy.c_str()), nullptr);
+    EXPECT_EQ(lines_at_the_end, 0);
+    EXPECT_TRUE(DeleteFileA(copy.c_str()));
 }
 
 TEST_F(ModuleEntry, SaysNothingAboutThreads) {

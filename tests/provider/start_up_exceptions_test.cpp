@@ -10,14 +10,21 @@ TEST_F(StartUpExceptions, TurnsAnExceptionIntoAFailureAndClosesTheLibrary) {
     SetLastError(0);
     EXPECT_EQ(initialise(), failed(LINEERR_OPERATIONFAILED));
     EXPECT_NE(GetLastError(), 1064u);
-    const Lines expected = {
-        "DornLineAttach(channel=4)",
-        "[4] TSPI_providerInit - Catch Error",
-        "[15] TSPI_providerInit(-2147483576) Failed",
-        "DornShutdown()",
-    };
-    EXPECT_TRUE(reads_in_order(story(), expected));
-    EXPECT_TRUE(holds_no(traces(), "[1] <*>"));
+    const Lines expected = joined({
+        kReadyForResets,
+        {
+            "CreateEvent -> EVENT1",
+            "InitializeCriticalSection(RESET_LOCK)",
+            "EnterCriticalSection(RESET_LOCK)",
+            "[4] gdwNumLines=2",
+            "DornLineAttach(channel=4)",
+            "LeaveCriticalSection(RESET_LOCK)",
+            "[4] TSPI_providerInit - Catch Error",
+            "[15] TSPI_providerInit(-2147483576) Failed",
+            "DornShutdown()",
+        },
+    });
+    EXPECT_TRUE(reads(everything(), expected));
 }
 
 TEST_F(StartUpExceptions, TurnsAFaultIntoAFailure) {
@@ -48,7 +55,7 @@ TEST_F(StartUpExceptions, TurnsAnExceptionWhileTheLibraryOpensIntoAFailure) {
     driver.on.DornInitialize = []() -> int { throw 1; };
     EXPECT_EQ(initialise(), failed(LINEERR_OPERATIONFAILED));
     EXPECT_EQ(GetLastError(), 1064u);
-    EXPECT_TRUE(reads(story(), {"DornInitialize()", "[1] TSPI_providerInit: Exception"}));
+    EXPECT_TRUE(reads(everything(), {"DornInitialize()", kPanicFile, "[1] TSPI_providerInit: Exception"}));
 }
 
 TEST_F(StartUpExceptions, TurnsAnExceptionWhileTheLibraryClosesIntoAFailure) {
@@ -58,4 +65,5 @@ TEST_F(StartUpExceptions, TurnsAnExceptionWhileTheLibraryClosesIntoAFailure) {
     EXPECT_EQ(GetLastError(), 1064u);
     EXPECT_TRUE(reads_in_order(
         story(), {"[15] TSPI_providerInit(-2147483573) Failed", "DornShutdown()", "[1] TSPI_providerInit: Exception"}));
+    EXPECT_EQ(count(traces(), "[15] <*>"), 1u);
 }

@@ -5,42 +5,46 @@ using namespace harness;
 
 using StartUpResets = StartUp;
 
-TEST_F(StartUpResets, WaitsForTheResetsOnAnEventOfItsOwn) {
-    EXPECT_EQ(initialise(), 0);
-    const Lines expected = {
-        "CreateEvent -> EVENT1",
-        "_beginthread(stack=16384)",
-        "_beginthread(stack=16384)",
-        "WaitForSingleObject(EVENT1, "
-        "INFINITE)",
-        "CloseHandle(EVENT1)",
-    };
-    EXPECT_TRUE(reads(own(windows_calls()).only({"<*>EVENT1<*>", "_beginthread<*>"}), expected));
-}
+namespace {
+
+// The resets of two lines begin, and all that have been started are waited for.
+const Lines kResetsBegun = {
+    "CreateEvent -> EVENT1",
+    "InitializeCriticalSection(RESET_LOCK)",
+    "EnterCriticalSection(RESET_LOCK)",
+    "[4] gdwNumLines=2",
+};
+const Lines kResetsAwaited = {
+    "LeaveCriticalSection(RESET_LOCK)",
+    "WaitForSingleObject(EVENT1, INFINITE)",
+    "CloseHandle(EVENT1)",
+    "DeleteCriticalSection(RESET_LOCK)",
+};
+
+}  // namespace
 
 TEST_F(StartUpResets, FailsWhenTheEventCannotBeCreated) {
     windows.objects.events[1] = {fails, 1450};
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
-    const Lines expected = {
-        "[4] calder is running.",
-        "event log(category=3, 0xC0000007, \"\", \"5AA\")",
-        "[15] TSPI_providerInit(-2147483573) Failed",
-        "DornShutdown()",
-    };
-    EXPECT_TRUE(reads_in_order(story(), expected));
-    EXPECT_TRUE(holds_no(driver_calls(), "DornLineAttach(<*>"));
+    const Lines expected = joined({
+        kReadyForResets,
+        {"CreateEvent failed"},
+        event_log_entry_with_number("3", "0xC0000007", "5AA"),
+        {"[15] TSPI_providerInit(-2147483573) Failed", "DornShutdown()"},
+    });
+    EXPECT_TRUE(reads(everything(), expected));
 }
 
 TEST_F(StartUpResets, ForgetsAnEventThatExistsAlreadyWithoutClosingIt) {
     windows.objects.events[1] = {exists_already};
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
-    const Lines expected = {
-        "[4] TSPI_providerInit - erroralreadyexists",
-        "event log(category=3, 0xC0000007, \"\", \"B7\")",
-        "[15] TSPI_providerInit(-2147483573) Failed",
-    };
-    EXPECT_TRUE(reads_in_order(story(), expected));
-    EXPECT_TRUE(holds_no(windows_calls(), "CloseHandle(EVENT1)"));
+    const Lines expected = joined({
+        kReadyForResets,
+        {"CreateEvent -> EVENT1", "[4] TSPI_providerInit - erroralreadyexists"},
+        event_log_entry_with_number("3", "0xC0000007", "B7"),
+        {"[15] TSPI_providerInit(-2147483573) Failed", "DornShutdown()"},
+    });
+    EXPECT_TRUE(reads(everything(), expected));
 }
 
 TEST_F(StartUpResets, ResetsTheChannelsAtTheSameTimeAndWaitsForAll) {
@@ -63,24 +67,89 @@ TEST_F(StartUpResets, LetsNoResetFinishTheCountBeforeAllAreStarted) {
         return ScriptedDriver::usual().DornLineAttach(record);
     };
     EXPECT_EQ(initialise(), 0);
-    EXPECT_EQ(count(windows_calls(), "SetEvent(EVENT1)"), 1u);
-    EXPECT_TRUE(reads_in_order(all_of(DRIVER | WINDOWS),
-                               {"DornSessionDetach(CHAN4)", "DornSessionDetach(CHAN5)", "SetEvent(EVENT1)"}));
+    // The one that counts first leaves it at that, the other one signals the event after the lock.
+    const Lines expected = {
+        "LeaveCriticalSection(RESET_LOCK)",
+        "LeaveCriticalSection(RESET_LOCK)",
+        "LeaveCriticalSection(RESET_LOCK)",
+        "SetEvent(EVENT1)",
+        "CloseHandle(EVENT1)",
+    };
+    EXPECT_TRUE(reads(all_of(WINDOWS).only({"LeaveCriticalSection(<*>", "<*>(EVENT1)"}), expected));
+}
+
+namespace {
+
+using Leave = void(WINAPI*)(LPCRITICAL_SECTION);
+Leave leave_lock;
+DWORD starter;
+
+// Leaves a lock; the thread that has started the resets goes on only when the last one is done.
+void WINAPI leave_and_see_the_resets_end(LPCRITICAL_SECTION lock) {
+    const size_t left_before = count(windows_calls(), "LeaveCriticalSection(RESET_LOCK)");
+    leave_lock(lock);
+    if (GetCurrentThreadId() == starter && left_before == 0 &&
+        holds(windows_calls(), "LeaveCriticalSection(RESET_LOCK)")) {
+        EXPECT_TRUE(comes("SetEvent(EVENT1)"));
+    }
+}
+
+}  // namespace
+
+TEST_F(StartUpResets, AreWaitedForAlsoWhenTheyAreDoneAtOnce) {
+    Replacements more(module);
+    leave_lock = reinterpret_cast<Leave>(more.original("LeaveCriticalSection"));
+    ASSERT_TRUE(more.replace("LeaveCriticalSection", reinterpret_cast<void*>(leave_and_see_the_resets_end)));
+    starter = GetCurrentThreadId();
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_TRUE(holds(windows_calls(), "WaitForSingleObject(EVENT1, INFINITE)"));
+}
+
+TEST_F(StartUpResets, CountAThreadThatCannotBeStartedLikeTheOthers) {
+    windows.threads.start = false;
+    windows.objects.on_wait = [](HANDLE, DWORD) { return WAIT_OBJECT_0; };
+    EXPECT_EQ(initialise(), 0);
+    const Lines expected = joined({
+        kReadyForResets,
+        kResetsBegun,
+        {
+            "DornLineAttach(channel=4)",
+            kResetStarted,
+            "_beginthread(stack=16384)",
+            "DornLineAttach(channel=5)",
+            kResetStarted,
+            "_beginthread(stack=16384)",
+        },
+        kResetsAwaited,
+        {"[15] TSPI_providerInit(0) Good"},
+    });
+    EXPECT_TRUE(reads(everything(), expected));
+}
+
+TEST_F(StartUpResets, AreCountedAnewAtEveryStart) {
+    windows.threads.start = false;
+    windows.objects.on_wait = [](HANDLE, DWORD) { return WAIT_OBJECT_0; };
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_EQ(shut_down(), 0);
+    windows.threads.start = true;
+    windows.objects.on_wait = nullptr;
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_EQ(count(windows_calls(), "SetEvent(EVENT2)"), 1u);
 }
 
 TEST_F(StartUpResets, MarksAChannelThatDoesNotAttachAsBadAndGoesOnWithTheOthers) {
     driver.channel(4).attaches = false;
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
-    const Lines expected = {
-        "DornLineAttach(channel=4)",
-        "[4] TSPI_providerInit() LineAttach for chan 4 failed!",
-        "event log(category=1, 0xC000000D, \"\", \"4\")",
-        "DornLineAttach(channel=5)",
-        kResetStarted,
-        "[15] TSPI_providerInit(-2147483573) Failed",
-        "DornShutdown()",
-    };
-    EXPECT_TRUE(reads_in_order(own(story()), expected));
+    const Lines expected = joined({
+        kReadyForResets,
+        kResetsBegun,
+        {"DornLineAttach(channel=4)", "[4] TSPI_providerInit() LineAttach for chan 4 failed!"},
+        event_log_entry_with_number("1", "0xC000000D", "4"),
+        {"DornLineAttach(channel=5)", kResetStarted, "_beginthread(stack=16384)"},
+        kResetsAwaited,
+        {"[15] TSPI_providerInit(-2147483573) Failed", "DornShutdown()"},
+    });
+    EXPECT_TRUE(reads(own(everything()), expected));
     EXPECT_TRUE(reads(driver_calls().only({"DornSessionDetach(<*>"}), {"DornSessionDetach(CHAN5)"}));
 
     HDRVLINE opened = nullptr;
@@ -101,9 +170,22 @@ TEST_F(StartUpResets, ReportsChannelNumbersInHexadecimal) {
 TEST_F(StartUpResets, WithNoChannelThatAttachesFailsWithoutWaiting) {
     driver.channel(4).attaches = driver.channel(5).attaches = false;
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
-    EXPECT_TRUE(holds_no(windows_calls(), "_beginthread(<*>"));
-    EXPECT_TRUE(holds_no(windows_calls(), "WaitForSingleObject(EVENT1, <*>"));
-    EXPECT_TRUE(holds(windows_calls(), "CloseHandle(EVENT1)"));
+    const Lines expected = joined({
+        kReadyForResets,
+        kResetsBegun,
+        {"DornLineAttach(channel=4)", "[4] TSPI_providerInit() LineAttach for chan 4 failed!"},
+        event_log_entry_with_number("1", "0xC000000D", "4"),
+        {"DornLineAttach(channel=5)", "[4] TSPI_providerInit() LineAttach for chan 5 failed!"},
+        event_log_entry_with_number("1", "0xC000000D", "5"),
+        {
+            "LeaveCriticalSection(RESET_LOCK)",
+            "CloseHandle(EVENT1)",
+            "DeleteCriticalSection(RESET_LOCK)",
+            "[15] TSPI_providerInit(-2147483573) Failed",
+            "DornShutdown()",
+        },
+    });
+    EXPECT_TRUE(reads(everything(), expected));
     EXPECT_NE(windows.mapping.view, nullptr);
     EXPECT_EQ(driver.initialisations, 0);
 }
@@ -111,17 +193,22 @@ TEST_F(StartUpResets, WithNoChannelThatAttachesFailsWithoutWaiting) {
 TEST_F(StartUpResets, MarksAChannelWithoutMemoryForItsResetAsBad) {
     windows.memory.fail_once_after("DornLineAttach(channel=4)", 16);
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
-    const Lines expected = {
-        "DornLineAttach(channel=4)",
-        "[4] Memory allocation failure during providerinit",
-        "event log(category=3, 0xC0000008, \"\")",
-        "DornSessionDetach(CHAN4)",
-        "[4] TSPI_providerInit() #1 for chan 4 failed!",
-        "DornLineAttach(channel=5)",
-        kResetStarted,
-        "[15] TSPI_providerInit(-2147483573) Failed",
-    };
-    EXPECT_TRUE(reads_in_order(own(story()), expected));
+    const Lines expected = joined({
+        kReadyForResets,
+        kResetsBegun,
+        {"DornLineAttach(channel=4)", "[4] Memory allocation failure during providerinit"},
+        event_log_entry("3", "0xC0000008"),
+        {
+            "DornSessionDetach(CHAN4)",
+            "[4] TSPI_providerInit() #1 for chan 4 failed!",
+            "DornLineAttach(channel=5)",
+            kResetStarted,
+            "_beginthread(stack=16384)",
+        },
+        kResetsAwaited,
+        {"[15] TSPI_providerInit(-2147483573) Failed", "DornShutdown()"},
+    });
+    EXPECT_TRUE(reads(own(everything()), expected));
     EXPECT_EQ(driver.attached(), 0u);
 
     HDRVLINE opened = nullptr;
@@ -134,11 +221,18 @@ TEST_F(StartUpResets, SaysSoWhenTheMemoryFailureCannotBeReported) {
     windows.event_log.takes_entries = false;
     EXPECT_EQ(initialise(), failed(LINEERR_RESOURCEUNAVAIL));
     const Lines expected = {
+        "[4] Memory allocation failure during providerinit",
+        "[8] report_event",
+        "RegisterEventSourceW(null, \"Halvorsund Telephony Service Provider\")",
         "refused event log(category=3, 0xC0000008, \"\")",
+        "DeregisterEventSource()",
+        "[9] report_event(-1)",
         "[4] tspi_PROVIDERINIT called report_event with error",
         "DornSessionDetach(CHAN4)",
+        "[4] TSPI_providerInit() #1 for chan 4 failed!",
+        "DornLineAttach(channel=5)",
     };
-    EXPECT_TRUE(reads_in_order(own(story()), expected));
+    EXPECT_TRUE(reads_in_order(own(everything()), expected));
 }
 
 TEST_F(StartUpResets, StartsEveryLineWithTheRateOf14400UntilItsResetTellsOtherwise) {
