@@ -51,12 +51,10 @@ void fill_texts(CallerRecord<LINEDEVCAPS>& caps, uint32_t index) {
     caps.append(line_name, name_size, &LINEDEVCAPS::dwLineNameSize, &LINEDEVCAPS::dwLineNameOffset);
 }
 
+// A bad channel has its own number back. An index outside the table reads as channel 0 marked bad.
 uint32_t permanent_line_id(uint32_t index) {
-    uint32_t channel = 0;
-    if (index < MAX_LINES) {
-        const int32_t stored = line_channel(index);
-        channel = static_cast<uint32_t>(stored < 0 ? ~stored : stored);
-    }
+    const int32_t stored = line_channel(index);
+    const uint32_t channel = static_cast<uint32_t>(stored < 0 ? ~stored : stored);
     return (globals.gdwPermanentProviderID << 16) | channel;
 }
 

@@ -12,9 +12,9 @@
 namespace {
 
 // 1 while the line has a call.
-DWORD active_calls(LineRec* pLine) {
+void count_active_calls(LineRec* pLine, DWORD& count) {
     const LineLock lock(pLine);
-    return pLine->htCall && pLine->eLineState != LINE_IDLE ? 1 : 0;
+    count = pLine->htCall && pLine->eLineState != LINE_IDLE ? 1 : 0;
 }
 
 DWORD call_features(const LineRec* pLine) {
@@ -29,12 +29,9 @@ DWORD call_features(const LineRec* pLine) {
 // ---- call information ---------------------------------------------------------------------------------------------
 
 struct PartyText {
-    wchar_t text[256];
+    wchar_t text[256];  // the last one stays its end
 
-    explicit PartyText(const char* ansi) : text{} {
-        mbstowcs(text, ansi, 255);
-        text[255] = L'\0';
-    }
+    explicit PartyText(const char* ansi) : text{} { mbstowcs(text, ansi, 255); }
     DWORD size() const { return static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t)); }
     bool empty() const { return text[0] == L'\0'; }
 };
@@ -169,7 +166,7 @@ extern "C" LONG WINAPI TSPI_lineGetAddressStatus(HDRVLINE hdLine, DWORD, LPLINEA
         }
         lpAddressStatus->dwNeededSize = LINEADDRESSSTATUS_SIZE;
         lpAddressStatus->dwUsedSize = LINEADDRESSSTATUS_SIZE;
-        lpAddressStatus->dwNumActiveCalls = active_calls(pLine);
+        count_active_calls(pLine, lpAddressStatus->dwNumActiveCalls);
         lpAddressStatus->dwAddressFeatures = LINEADDRFEATURE_MAKECALL;
         return 0;
     });
@@ -181,7 +178,7 @@ extern "C" LONG WINAPI TSPI_lineGetLineDevStatus(HDRVLINE hdLine, LPLINEDEVSTATU
     return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
         lpLineDevStatus->dwNeededSize = LINEDEVSTATUS_SIZE;
         lpLineDevStatus->dwUsedSize = LINEDEVSTATUS_SIZE;
-        lpLineDevStatus->dwNumActiveCalls = active_calls(pLine);
+        count_active_calls(pLine, lpLineDevStatus->dwNumActiveCalls);
         lpLineDevStatus->dwDevStatusFlags = LINEDEVSTATUSFLAGS_CONNECTED | LINEDEVSTATUSFLAGS_INSERVICE;
         return 0;
     });

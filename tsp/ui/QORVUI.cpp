@@ -37,7 +37,6 @@ void append_path(wchar_t* path, const wchar_t* part) {
 }
 
 void ui_module_path(wchar_t* path) {
-    path[0] = L'\0';
     const DWORD length = GetEnvironmentVariableW(L"windir", path, UI_PATH_LENGTH);
     if (length == 0 || length >= UI_PATH_LENGTH) path[0] = L'\0';
     append_path(path, L"\\system32\\");
