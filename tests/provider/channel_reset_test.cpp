@@ -93,7 +93,7 @@ TEST_F(ChannelReset, FailsWithoutTouchingTheBoardWhenTheKeyIsMissing) {
     windows.registry.remove(kHostParameters);
     EXPECT_EQ(initialise(), 0);
     const Lines expected = {
-        "[<*>] Exiting:LumLineResetReg unable to locate kxcall.cfg(-1)",
+        "[2] Exiting:LumLineResetReg unable to locate kxcall.cfg(-1)",
         "[1] Reset failure or no fw on chan 14!",
         "DornSessionDetach(CHAN4)",
     };

@@ -1,4 +1,5 @@
 // The capabilities of a line.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -238,6 +239,13 @@ int __cdecl formatting_fails(wchar_t*, size_t, const wchar_t*, ...) {
 int __cdecl formatting_throws(wchar_t*, size_t, const wchar_t*, ...) {
     throw 1;
 }
+// Fills the whole of the name and leaves it without an end.
+size_t characters_allowed = 0;
+int __cdecl formatting_leaves_no_end(wchar_t* name, size_t count, const wchar_t*, ...) {
+    characters_allowed = count;
+    std::fill_n(name, 32, L'x');
+    return 31;
+}
 
 }  // namespace
 
@@ -251,6 +259,16 @@ TEST_F(DeviceCaps, HaveAnotherLineNameWhenItCannotBeFormatted) {
     EXPECT_TRUE(
         reads_in_order(traces(), {"[4] TSPI_lineGetDevCaps snwprintf", "[4] Query Caps for <Halvorsund Line ERROR>",
                                   "[17] TSPI_lineGetDevCaps(0) Good"}));
+}
+
+TEST_F(DeviceCaps, HaveALineNameOfAtMost31Characters) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snwprintf", reinterpret_cast<void*>(formatting_leaves_no_end)));
+    DeviceAnswer answer(1024);
+    EXPECT_EQ(ask(0, answer), 0);
+    EXPECT_EQ(characters_allowed, 31u);
+    EXPECT_EQ(answer.name(), std::string(31, 'x'));
+    EXPECT_EQ(answer.caps.dwLineNameSize, 64u);
 }
 
 TEST_F(DeviceCaps, HaveNoFixedPartAfterAnExceptionOfTheFormatting) {

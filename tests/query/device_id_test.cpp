@@ -84,7 +84,16 @@ TEST_F(DeviceId, DoesNotExistForOtherClasses) {
         EXPECT_EQ(ask_line(answer, other), failed(LINEERR_NODEVICE));
         EXPECT_TRUE(answer.untouched_from(sizeof(DWORD)));
     }
-    EXPECT_TRUE(holds(traces(), "[17] " + kNoCall + "TSPI_lineGetID(-2147483582) Failed"));
+    new_chapter();
+    Answer answer(64);
+    EXPECT_EQ(ask_line(answer, L"comm/datamodem"), failed(LINEERR_NODEVICE));
+    EXPECT_TRUE(reads(traces().all_levels(), {
+                                                 "[16] " + kNoCall + "TSPI_lineGetID",
+                                                 "[8] " + kNoCall + "IsValidLine",
+                                                 "[9] " + kNoCall + "IsValidLine(1)",
+                                                 "[4] TSPI_lineGetID -> lpszDeviceClass = comm/datamodem",
+                                                 "[17] " + kNoCall + "TSPI_lineGetID(-2147483582) Failed",
+                                             }));
 }
 
 TEST_F(DeviceId, SaysWhatRoomItNeeds) {
@@ -116,19 +125,26 @@ TEST_F(DeviceId, NeedsAValidLine) {
     EXPECT_EQ(ask(nullptr, call(0), LINECALLSELECT_ADDRESS, &answer.fixed, L"tapi/line"),
               failed(LINEERR_INVALLINEHANDLE));
     EXPECT_TRUE(answer.untouched_from(sizeof(DWORD)));
-    EXPECT_TRUE(reads_in_order(traces().all_levels(), {
-                                                          "[16] TSPI_lineGetID",
-                                                          "[9] IsValidLine(0)",
-                                                          "[4] TSPI_lineGetID - Invalid handle.",
-                                                          "[17] TSPI_lineGetID(-2147483605) Failed",
-                                                      }));
+    const Lines expected = {
+        "[16] TSPI_lineGetID",
+        "[8] IsValidLine",
+        "[9] IsValidLine(0)",
+        "[4] TSPI_lineGetID - Invalid handle.",
+        "[17] TSPI_lineGetID(-2147483605) Failed",
+    };
+    EXPECT_TRUE(reads(traces().all_levels(), joined({expected, expected})));
 }
 
 TEST_F(DeviceId, NeedsAValidCall) {
     Answer answer(28);
     EXPECT_EQ(ask(line(0), nullptr, LINECALLSELECT_CALL, &answer.fixed, L"tapi/line"), failed(LINEERR_INVALCALLHANDLE));
-    EXPECT_TRUE(reads_in_order(traces(), {"[16] TSPI_lineGetID", "[4] TSPI_lineGetID - Invalid handle.",
-                                          "[17] TSPI_lineGetID(-2147483624) Failed"}));
+    EXPECT_TRUE(reads(traces().all_levels(), {
+                                                 "[16] TSPI_lineGetID",
+                                                 "[8] IsValidLine",
+                                                 "[9] IsValidLine(0)",
+                                                 "[4] TSPI_lineGetID - Invalid handle.",
+                                                 "[17] TSPI_lineGetID(-2147483624) Failed",
+                                             }));
 }
 
 TEST_F(DeviceId, CatchesAFaultInTheCallersRecord) {

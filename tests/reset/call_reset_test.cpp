@@ -110,7 +110,7 @@ TEST_F(CallReset, DoesNotLookAtTheReturnValues) {
 TEST_F(CallReset, ClearsTheCallButLeavesTheChannelWithoutACallConfiguration) {
     windows.registry.remove(kHostParameters);
     EXPECT_EQ(reset(), Lines{"DornLineTerminateCallISDN(CHAN4)"});
-    EXPECT_TRUE(holds(traces(), "[<*>] Exiting:LumLineResetReg unable to locate kxcall.cfg(-1)"));
+    EXPECT_TRUE(holds(traces(), "[2] Exiting:LumLineResetReg unable to locate kxcall.cfg(-1)"));
     EXPECT_TRUE(holds(traces().levels({9}), "[9] <*>LumLineResetReg(-1)"));
 }
 

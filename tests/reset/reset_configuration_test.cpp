@@ -52,6 +52,20 @@ TEST_F(ResetConfiguration, IsEmptyWhenThePathIsTooLong) {
     EXPECT_TRUE(holds(traces().levels({9}), "[9] get_value_sz(1)"));
 }
 
+TEST_F(ResetConfiguration, NeedsNoEndInTheRegistry) {
+    windows.registry.set(kHostParameters, L"kxcall", L"C:\\first.cfg");
+    windows.registry.key(kHostParameters).values[L"kxcall"].resize(12 * sizeof(wchar_t));
+    open_line(0);
+    expect_path("C:\\first.cfg");
+}
+
+TEST_F(ResetConfiguration, EndsWithTheBufferThatItIsReadInto) {
+    windows.registry.set(kHostParameters, L"kxcall", std::wstring(130, L'p'));
+    windows.registry.key(kHostParameters).values[L"kxcall"].resize(130 * sizeof(wchar_t));
+    open_line(0);
+    expect_path(std::string(129, 'p'));
+}
+
 TEST_F(ResetConfiguration, TakesPercentSignsAsTheyAre) {
     open_with(L"C:\\100%s\\%d.cfg");
     expect_path("C:\\100%s\\%d.cfg");

@@ -146,3 +146,16 @@ TEST_F(ResetFilter, ServesTheHighestUnitOfItsTable) {
     ASSERT_EQ(passed_on.size(), 1u);
     EXPECT_EQ(passed_on[0].unit, 1023u);
 }
+
+TEST_F(ResetFilter, HasNobodyToPassReportsToOnceTheResetIsOver) {
+    DornIncomingCmdFunc filter = nullptr;
+    during_a_reset([&] { filter = driver.channel(4).handler; });
+    ASSERT_NE(filter, nullptr);
+    passed_on.clear();
+    DornReport report = {};
+    report.dwClass = 9;
+    // Of its own unit, of one that has had no reset, and of one behind its table.
+    for (uint32_t unit : {14u, 15u, 0xFFFFFFFFu}) filter(driver.line_of(4), &report, unit);
+    EXPECT_TRUE(passed_on.empty());
+    EXPECT_EQ(report.dwClass, 9u);
+}

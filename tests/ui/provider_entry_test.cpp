@@ -257,3 +257,22 @@ TEST_F(ProviderEntry, DialogDataIsTheProvidersIdInThirtyTwoBits) {
         EXPECT_TRUE(data.guards_are_untouched()) << size;
     }
 }
+
+// ---- when the answers are written ---------------------------------------------------------------------------------
+
+TEST_F(ProviderEntry, WritesTheAnswersBetweenItsTraces) {
+    start_provider();
+    wchar_t path[260] = L"before";
+    DWORD id = 77;
+    Lines seen;
+    driver.on.QorvLogLogMsg = [&](uint32_t, int level, const char*, const char*, uint32_t) {
+        seen.push_back(text("[%d] %s, %lu", level, narrow(path).c_str(), id));
+    };
+    EXPECT_EQ(tsp.TSPI_providerUIIdentify(path), 0);
+    EXPECT_EQ(tsp.TSPI_providerGenericDialogData(0, 0, &id, sizeof(id)), 0);
+    driver.on.QorvLogLogMsg = ScriptedDriver::usual().QorvLogLogMsg;
+    const std::string after = "C:\\windows\\system32\\qorvtsp.tsp, ";
+    const Lines expected = {"[14] before, 77", "[4] " + after + "77", "[15] " + after + "77", "[14] " + after + "77",
+                            "[15] " + after + "3"};
+    EXPECT_EQ(seen, expected);
+}
