@@ -15,7 +15,6 @@ class CallerRecord {
     explicit CallerRecord(Record* caller)
         : caller_(caller), total_(caller->dwTotalSize), record_(total_ < sizeof(Record) ? &copy_ : caller) {
         if (record_ == &copy_) memcpy(&copy_, caller_, total_);
-        copy_.dwTotalSize = total_;
     }
     ~CallerRecord() {
         if (record_ == &copy_) memcpy(caller_, &copy_, total_);
