@@ -5,6 +5,12 @@ using namespace harness;
 
 namespace {
 
+// Leaves rubbish on the stack below the caller.
+[[gnu::noinline]] void soil_the_stack() {
+    volatile uint8_t rubbish[0x8000];
+    for (volatile uint8_t& byte : rubbish) byte = 0xCC;
+}
+
 class ResetConfiguration : public ProviderFixture {
   protected:
     void SetUp() override {
@@ -15,6 +21,17 @@ class ResetConfiguration : public ProviderFixture {
     // The reset that opening LINE1 makes when the registry has this value.
     void open_with(const std::wstring& path) {
         windows.registry.set(kHostParameters, L"kxcall", path);
+        open_line(0);
+    }
+
+    // The same with a value of so many characters and no end, and rubbish where the provider's buffers will be.
+    void open_without_an_end(const std::wstring& value) {
+        windows.registry.set(kHostParameters, L"kxcall", value);
+        windows.registry.key(kHostParameters).values[L"kxcall"].resize(value.size() * sizeof(wchar_t));
+        driver.on.DornLineIncomingCmdFuncAccess = [](DornLine* line) {
+            soil_the_stack();
+            return ScriptedDriver::usual().DornLineIncomingCmdFuncAccess(line);
+        };
         open_line(0);
     }
 
@@ -53,16 +70,12 @@ TEST_F(ResetConfiguration, IsEmptyWhenThePathIsTooLong) {
 }
 
 TEST_F(ResetConfiguration, NeedsNoEndInTheRegistry) {
-    windows.registry.set(kHostParameters, L"kxcall", L"C:\\first.cfg");
-    windows.registry.key(kHostParameters).values[L"kxcall"].resize(12 * sizeof(wchar_t));
-    open_line(0);
+    open_without_an_end(L"C:\\first.cfg");
     expect_path("C:\\first.cfg");
 }
 
 TEST_F(ResetConfiguration, EndsWithTheBufferThatItIsReadInto) {
-    windows.registry.set(kHostParameters, L"kxcall", std::wstring(130, L'p'));
-    windows.registry.key(kHostParameters).values[L"kxcall"].resize(130 * sizeof(wchar_t));
-    open_line(0);
+    open_without_an_end(std::wstring(130, L'p'));
     expect_path(std::string(129, 'p'));
 }
 

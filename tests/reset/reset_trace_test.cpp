@@ -1,6 +1,7 @@
 // A reset and the look-up of a ring count from their entry to their exit: every trace, everything that is asked of the
 // driver and every call of Windows, in one order.
 #include <algorithm>
+#include <atomic>
 #include <memory>
 
 #include "harness.h"
@@ -67,6 +68,10 @@ void WINAPI initialise_section(CRITICAL_SECTION* section) {
     InitializeCriticalSection(section);
     reset_lock = section;
 }
+// Whether the next thread to leave the lock is held behind it.
+std::atomic<bool> next_is_held{false};
+Gate behind_the_lock;
+
 void WINAPI enter_section(CRITICAL_SECTION* section) {
     EnterCriticalSection(section);
     if (section == reset_lock) journal_windows("EnterCriticalSection(RESET_LOCK)");
@@ -74,6 +79,7 @@ void WINAPI enter_section(CRITICAL_SECTION* section) {
 void WINAPI leave_section(CRITICAL_SECTION* section) {
     if (section == reset_lock) journal_windows("LeaveCriticalSection(RESET_LOCK)");
     LeaveCriticalSection(section);
+    if (section == reset_lock && next_is_held.exchange(false)) behind_the_lock.pass();
 }
 
 // The provider is started with one line, index 0, channel 4, unit 14; the event of its resets is EVENT1.
@@ -85,6 +91,7 @@ class StartUpResetTrace : public ProviderFixture {
         ASSERT_EQ(enumerate(), 0);
         sections_ = std::make_unique<Replacements>(module);
         reset_lock = nullptr;
+        next_is_held = false;
         sections_->replace("InitializeCriticalSection", reinterpret_cast<void*>(initialise_section));
         sections_->replace("EnterCriticalSection", reinterpret_cast<void*>(enter_section));
         sections_->replace("LeaveCriticalSection", reinterpret_cast<void*>(leave_section));
@@ -220,6 +227,41 @@ TEST_F(StartUpResetTrace, OfTheFirstOfTwoChannelsLeavesTheEventToTheLast) {
                          "LeaveCriticalSection(RESET_LOCK)"};
     EXPECT_TRUE(reads(count.on_thread(done.at(0).thread), first));
     EXPECT_TRUE(reads(count.on_thread(done.at(1).thread), joined({first, {"SetEvent(EVENT1)"}})));
+}
+
+TEST_F(StartUpResetTrace, HasCountedAResetBeforeItLeavesTheLock) {
+    driver.modules = {{2, 4, 2}};
+    ASSERT_EQ(enumerate(), 0);
+    driver.gate("DornLineReset").close();
+    behind_the_lock.close();
+    Call starting([this] { return initialise(); });
+    EXPECT_TRUE(comes("LeaveCriticalSection(RESET_LOCK)"));
+    EXPECT_TRUE(comes("WaitForSingleObject(EVENT1, INFINITE)"));
+    next_is_held = true;
+    driver.gate("DornLineReset").open_once();
+    EXPECT_TRUE(behind_the_lock.holds_somebody());
+    driver.gate("DornLineReset").open();
+    // The other one is the last, although the first has not gone on yet.
+    EXPECT_TRUE(comes("SetEvent(EVENT1)"));
+    EXPECT_EQ(starting.result(), 0);
+    behind_the_lock.open();
+    EXPECT_TRUE(windows.all_threads_end(kPatience));
+    EXPECT_EQ(count(windows_calls(), "SetEvent(EVENT1)"), 1u);
+}
+
+TEST_F(StartUpResetTrace, OfAFailureComesBeforeTheChannelIsMarkedBad) {
+    driver.channel(4).reset_result = -1;
+    LONG opened_meanwhile = 0;
+    driver.on.QorvLogLogMsg = [&](uint32_t, int, const char* line, const char*, uint32_t) {
+        if (!matches("<*>Reset failure or no fw on chan 14!", line)) return;
+        HDRVLINE opened = nullptr;
+        opened_meanwhile = tsp.TSPI_lineOpen(kDeviceIdBase, tapi.line_handle(0), &opened, kTspiVersion, tapi_event);
+    };
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_TRUE(windows.all_threads_end(kPatience));
+    // It was tried, and did not reset either.
+    EXPECT_EQ(opened_meanwhile, failed(LINEERR_OPERATIONUNAVAIL));
+    EXPECT_TRUE(holds_no(traces(), "[4] Open err, channel marked bad, <*>"));
 }
 
 // ---- with a line ----------------------------------------------------------------------------------------------------
