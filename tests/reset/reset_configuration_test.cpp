@@ -18,7 +18,7 @@ class ResetConfiguration : public ProviderFixture {
         open_line(0);
     }
 
-    // The same with a value of no end.
+    // The same with a value that has no end.
     void open_without_an_end(const std::wstring& value) {
         windows.registry.set(kHostParameters, L"kxcall", value);
         windows.registry.key(kHostParameters).values[L"kxcall"].resize(value.size() * sizeof(wchar_t));

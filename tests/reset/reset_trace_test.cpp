@@ -396,6 +396,19 @@ TEST_F(RingCountTrace, ThatIsThere) {
                            }));
 }
 
+TEST_F(RingCountTrace, ThatIsZeroIsFoundAllTheSame) {
+    add_device(L"A", kOurs);
+    windows.registry.set(data_of(L"A"), L"Rings", DWORD{0});
+    add_device(L"B", kOurs);
+    EXPECT_EQ(looked_up(), joined({
+                               {"[8] findNringsFromLineID", opened("")},
+                               found(0, "A"),
+                               {asked("\\A\\Data", "Rings")},
+                               left("A"),
+                               {closed(""), "[9] findNringsFromLineID(0)"},
+                           }));
+}
+
 TEST_F(RingCountTrace, WithoutTheDevices) {
     windows.registry.remove(kFaxDevices);
     EXPECT_EQ(

@@ -1,4 +1,10 @@
 // What the reset of a channel at start-up leaves for its line, and what it must not do to other lines.
+#include <malloc.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
 #include "harness.h"
 
 using namespace harness;
@@ -23,7 +29,31 @@ class StartUpReset : public ProviderFixture {
     }
 };
 
+// Blocks of the argument's size that begin like that of channel 4's thread, as the provider gives them back.
+std::atomic<int> arguments_given_back{0};
+
+void __cdecl free_watched(void* block) {
+    if (block && _msize(block) == 16) {
+        struct {
+            DornLine* channel;
+            uint32_t index;
+        } begin = {};
+        std::memcpy(&begin, block, sizeof(void*) + sizeof(uint32_t));
+        if (begin.channel && begin.channel == driver.line_of(4) && begin.index == 0) ++arguments_given_back;
+    }
+    std::free(block);
+}
+
 }  // namespace
+
+TEST_F(StartUpReset, GivesItsArgumentBack) {
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("free", reinterpret_cast<void*>(free_watched)));
+    arguments_given_back = 0;
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_TRUE(windows.all_threads_end(kPatience));
+    EXPECT_EQ(arguments_given_back, 1);
+}
 
 TEST_F(StartUpReset, MarksOnlyTheChannelThatFailed) {
     driver.channel(5).reset_result = -1;
