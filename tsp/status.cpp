@@ -11,7 +11,7 @@
 
 namespace {
 
-// 1 while the line has a call.
+// Sets count to 1 while the line has a call, to 0 otherwise.
 void count_active_calls(LineRec* pLine, DWORD& count) {
     const LineLock lock(pLine);
     count = pLine->htCall && pLine->eLineState != LINE_IDLE ? 1 : 0;

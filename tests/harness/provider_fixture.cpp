@@ -57,8 +57,15 @@ void ProviderFixture::TearDown() {
 }
 
 void ProviderFixture::load() {
-    module = LoadLibraryA(provider_path().c_str());
-    ASSERT_NE(module, nullptr) << provider_path() << ": error " << GetLastError();
+    const std::string path = provider_path();
+    module = LoadLibraryA(path.c_str());
+    const DWORD error = GetLastError();
+    if (!module) {
+        // Nothing can be tested, and fixtures go on with their own preparations after a failed one.
+        std::printf("%s cannot be loaded: error %lu\n", path.c_str(), error);
+        std::fflush(stdout);
+        _exit(1);
+    }
     replacements_ = std::make_unique<Replacements>(module);
     windows.install(*replacements_);
     tsp = find_exports(module);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "diag/diag.h"
+#include "fault_guard.h"
 #include "fax/qorv_fax.h"
 #include "provider.h"
 #include "reset/LumLineResetReg.h"
@@ -50,6 +51,15 @@ INNER_EXPORT const wchar_t* inner_KX_STATUS_name(uint32_t status) {
 
 INNER_EXPORT const wchar_t* inner_line_status_name(uint32_t status, uint32_t line_status) {
     return line_status_name(status, line_status);
+}
+
+INNER_EXPORT void inner_fault_with_locks(const void* hdLine, int times) {
+    LineRec* pLine = line_of(static_cast<HDRVLINE>(hdLine));
+    completes([&] {
+        // A fault runs no destructor, so nobody else gives these back.
+        for (int i = 0; i < times; ++i) new LineLock(pLine);
+        *static_cast<volatile int*>(nullptr) = 0;
+    });
 }
 
 INNER_EXPORT int64_t inner_without_line(const char* function) {
