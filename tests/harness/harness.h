@@ -37,7 +37,8 @@
 // Then. reads(view, lines) compares all lines of a view, reads_in_order some of them, holds and holds_no one. "<*>" in
 // an expectation stands for anything. new_chapter() forgets what came before. SharedRecord shows a line's shared
 // record. Function entries and exits (levels 8 and 9) are left out of the views unless .levels({8, 9}) or .all_levels()
-// asks for them, and so are the five lines that taking and giving back a line lock writes at level 4.
+// asks for them, and so are the five lines that taking and giving back a line lock writes at level 4. whole_story.h has
+// the view of everything that a thread did, for tests of the order between traces, board, Windows and TAPI.
 //
 // Waiting. Never sleep. What another thread does is awaited with comes("line of the journal"), wait_until(condition),
 // or by holding that thread in a place of one's choice: driver.gate("DornFaxSendPageTiff").close(),
