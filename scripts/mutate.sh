@@ -4,7 +4,8 @@
 #
 #     scripts/mutate.sh [COUNT [SEED]]      150 changes of seed 1
 #
-# Results are kept in build/mutants, so that an interrupted run goes on where it was; delete the folder to begin anew.
+# Results are kept in build/mutants, so that an interrupted run goes on where it was, with the same sources and arguments;
+# delete the folder to begin anew.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 # shellcheck source-path=SCRIPTDIR source=run.sh
@@ -16,8 +17,12 @@ work=$PWD/build/mutants
 programs=(module diag provider line call query fax reset ui races inner)
 
 build_everything
+mkdir -p "$work"
+python3 scripts/mutants.py list "$count" "$seed" >"$work/list.new"
+# Other changes, or changes of other sources: the results so far are not theirs.
+if ! cmp -s "$work/list.new" "$work/list"; then rm -rf "$work/results"; fi
+mv "$work/list.new" "$work/list"
 mkdir -p "$work/results"
-python3 scripts/mutants.py list "$count" "$seed" >"$work/list"
 
 # The programs in the order in which they are likely to notice a change of that file.
 in_order() {
@@ -66,7 +71,7 @@ worker() {
     local index=$1 workers=$2 tree=$work/tree$1 number place rule old new verdict
     rm -rf "$tree"
     mkdir -p "$tree"
-    cp -r CMakeLists.txt cmake include scripts tsp tests "$tree/"
+    cp -r CMakeLists.txt cmake include scripts tsp board service host tests "$tree/"
     cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$tree/cmake/mingw-w64.cmake" \
         -DCMAKE_BUILD_TYPE=Release >"$tree/build.log"
     # shellcheck source-path=SCRIPTDIR source=env.sh

@@ -53,6 +53,10 @@ INNER_EXPORT const wchar_t* inner_line_status_name(uint32_t status, uint32_t lin
     return line_status_name(status, line_status);
 }
 
+INNER_EXPORT uint32_t inner_fax_rate(uint32_t code) {
+    return FaxRateTable[code];
+}
+
 INNER_EXPORT void inner_fault_with_locks(const void* hdLine, int times) {
     LineRec* pLine = line_of(static_cast<HDRVLINE>(hdLine));
     completes([&] {

@@ -10,6 +10,7 @@ void InnerFixture::SetUp() {
     find(report_event_num2, "inner_report_event_num2");
     find(KX_STATUS_name, "inner_KX_STATUS_name");
     find(line_status_name, "inner_line_status_name");
+    find(fax_rate, "inner_fax_rate");
     find(fault_with_locks, "inner_fault_with_locks");
     find(without_line, "inner_without_line");
 }

@@ -11,6 +11,7 @@ class InnerFixture : public harness::ProviderFixture {
     decltype(&inner_report_event_num2) report_event_num2 = nullptr;
     decltype(&inner_KX_STATUS_name) KX_STATUS_name = nullptr;
     decltype(&inner_line_status_name) line_status_name = nullptr;
+    decltype(&inner_fax_rate) fax_rate = nullptr;
     decltype(&inner_fault_with_locks) fault_with_locks = nullptr;
     decltype(&inner_without_line) without_line = nullptr;
 

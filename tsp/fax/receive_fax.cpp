@@ -15,8 +15,8 @@ constexpr uint32_t RECEIVE_FORMAT = 19;
 constexpr size_t MAX_NUMBER = 255;  // characters of a number in the status
 
 struct Reception {
-    KXResult result{KX_STATUS_OK, 0};
-    bool failed = false;
+    KXResult result;
+    bool failed;
 };
 
 void trace_error_text(LineRec* pLine, const char* format) {
@@ -107,7 +107,7 @@ bool end_session(LineRec* pLine, KXResult* result) {
 }
 
 Reception receive_pages(LineRec* pLine) {
-    Reception reception;
+    KXResult result;
     const FirstPageTags first_page_tags(pLine);
     int more;
     uint32_t page = 0;
@@ -116,7 +116,7 @@ Reception receive_pages(LineRec* pLine) {
         fax.hTiff = pLine->hTiff;
         if (page == 0) first_page_tags.attach_to(fax);
         more = DornFaxRcvPageTiff(pLine->hChannel, &fax);
-        reception.result = result_of(fax);
+        result = result_of(fax);
         ++page;
     } while (more > 0);
 
@@ -124,11 +124,10 @@ Reception receive_pages(LineRec* pLine) {
         trace_error_text(pLine, "LumFaxRcvPageTiff: %hs");
         KXResult of_end;  // the job's result stays that of the page
         end_session(pLine, &of_end);
-        reception.failed = true;
-    } else {
-        reception.failed = !end_session(pLine, &reception.result);
+        return {result, true};
     }
-    return reception;
+    const bool ended = end_session(pLine, &result);
+    return {result, !ended};
 }
 
 // T.30 from the begin of the session to its end. The first failing step ends it.
