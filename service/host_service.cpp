@@ -73,8 +73,9 @@ void host_service_work(HANDLE stop, const std::function<void()>& ready,
                        const std::function<void(std::string_view)>& tell) {
     FaxSegment segment;
     if (!get_segment(segment, stop, tell)) return;
-    ready();
+    // Whoever sees the service running counts on its having begun to watch.
     JobWatch watch = job_watch_begin(segment.records);
+    ready();
     while (WaitForSingleObject(stop, LOOK_INTERVAL) == WAIT_TIMEOUT) {
         for (const FinishedJob& job : job_watch_look(watch, segment.records)) tell(finished_job_text(job));
     }
