@@ -117,6 +117,7 @@ Failure wait_until_connected(Line& line, const std::string& number, DWORD timeou
 Failure call_place(Line& line, const std::string& number, DWORD timeout, HANDLE stop) {
     queue_clear(line.queue);
     const LONG result = make_call_with_retries(line, wide(number), stop);
-    if (result != 0) return refused(result, number, line);
+    // Who interrupts the placing is not told that the line was not ready yet.
+    if (result != 0) return stopped_within(0, stop) ? interrupted_failure() : refused(result, number, line);
     return wait_until_connected(line, number, timeout, stop);
 }
