@@ -4,7 +4,9 @@
 
 #include <cstring>
 
+#include "host_service.h"
 #include "log_file.h"
+#include "own_process.h"
 #include "run_program.h"
 #include "segment.h"
 #include "temporary_folder.h"
@@ -40,6 +42,13 @@ std::string configuration() {
                  RRF_RT_REG_SZ, nullptr, path, &size);
     return utf8(path);
 }
+
+// The segment as a provider has it. Without `view` when nobody has created it.
+struct ProviderSegment {
+    OwnedHandle mapping{OpenFileMappingW(FILE_MAP_WRITE, FALSE, FAX_SEGMENT_NAME)};
+    OwnedView<FaxStatusBlock> view{
+        static_cast<FaxStatusBlock*>(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, FAX_SEGMENT_SIZE))};
+};
 
 }  // namespace
 
@@ -121,19 +130,36 @@ TEST_F(Calder, MakesTheSegmentReadableAndUsableForOthers) {
 TEST_F(Calder, LogsOneLinePerFinishedJob) {
     install();
     const OwnedService service = start();
-    const OwnedHandle mapping(OpenFileMappingW(FILE_MAP_WRITE, FALSE, FAX_SEGMENT_NAME));
-    ASSERT_TRUE(mapping);
-    const OwnedView<FaxStatusBlock> view(
-        static_cast<FaxStatusBlock*>(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, FAX_SEGMENT_SIZE)));
-    ASSERT_TRUE(view);
+    const ProviderSegment segment;
+    ASSERT_TRUE(segment.view);
     const std::string id = format("test %lu", GetCurrentProcessId());
-    std::strcpy(view.get()[17].szRemoteId, id.c_str());
-    view.get()[17].status = 4;
+    std::strcpy(segment.view.get()[17].szRemoteId, id.c_str());
+    segment.view.get()[17].status = 4;
     const std::string expected = "unit 17: KX_STATUS_ERROR_HANGUP, remote id \"" + id + "\", pages 0\r\n";
     const ULONGLONG deadline = GetTickCount64() + STATE_TIMEOUT;
     const std::string log = utf8(service_log().path);
     while (read_text(log).find(expected) == std::string::npos && GetTickCount64() < deadline) Sleep(10);
     EXPECT_NE(std::string::npos, read_text(log).find(expected));
+}
+
+TEST_F(Calder, TellsAlsoAJobThatEndedInTheMomentItBeganToRun) {
+    const OwnedHandle stop(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const auto end_a_job = [] {
+        const ProviderSegment segment;
+        ASSERT_TRUE(segment.view);
+        segment.view.get()[17].status = 4;
+    };
+    std::string told;
+    const OwnedThread deadline = thread_start([&stop] {
+        WaitForSingleObject(stop.get(), STATE_TIMEOUT);
+        SetEvent(stop.get());
+    });
+    host_service_work(stop.get(), end_a_job, [&](std::string_view line) {
+        if (line.substr(0, 4) != "unit") return;
+        told = line;
+        SetEvent(stop.get());
+    });
+    EXPECT_EQ("unit 17: KX_STATUS_ERROR_HANGUP, pages 0", told);
 }
 
 TEST_F(Calder, IsNotStartedAsAServiceByHand) {
