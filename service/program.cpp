@@ -56,6 +56,14 @@ void print_error(std::string_view line) {
     write_line(STD_ERROR_HANDLE, line);
 }
 
+bool output_has_colours() {
+    constexpr DWORD VIRTUAL_TERMINAL_PROCESSING = 0x0004;
+    const HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD mode = 0;
+    if (GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) != 0 || !GetConsoleMode(out, &mode)) return false;
+    return SetConsoleMode(out, mode | VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+}
+
 static HANDLE the_stop_event() {
     static const OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     return event.get();

@@ -18,6 +18,10 @@ std::wstring program_folder();
 void print_line(std::string_view line);
 void print_error(std::string_view line);
 
+// True when standard output is a console that understands colours (ANSI escape sequences) and nobody has asked for none
+// by the environment variable NO_COLOR.
+bool output_has_colours();
+
 // A manual-reset event that Ctrl-C, Ctrl-Break and the closing of the console set. The first call installs the handler;
 // later interrupts change nothing, so that an orderly end is not cut short.
 HANDLE stop_event();
