@@ -12,7 +12,7 @@ enum class Verdict {
 };
 
 struct CheckResult {
-    std::string name;    // "host service", unchanging, for programs too
+    std::string name;  // "host service", unchanging, for programs too
     Verdict verdict = Verdict::good;
     std::string text;    // what was found: "calder is running"
     std::string advice;  // what to do; empty when there is nothing to do

@@ -33,7 +33,7 @@ int main() {
     if (!arguments.error.empty()) return usage_error(arguments.error);
     switch (arguments.command) {
         case SetupCommand::install:
-            return tell(setup_install({arguments.software_board, arguments.fax_stand_in}));
+            return tell(setup_install({program_folder(), arguments.software_board, arguments.fax_stand_in}));
         case SetupCommand::remove:
             return tell(setup_remove());
         case SetupCommand::check:

@@ -5,6 +5,7 @@
 #include <vector>
 
 struct SetupOptions {
+    std::wstring package;         // the folder that the files come from
     bool software_board = false;  // its driver library, dialog and configuration, and the host service
     bool fax_stand_in = false;    // a placeholder for a missing Windows service "Fax"
 };
@@ -15,10 +16,11 @@ struct SetupOutcome {
     std::string error;               // not empty: what failed, why, and what to do
 };
 
-// Installs from the folder of the running program, all of it or nothing. Over an older version it upgrades, over a newer
-// one it refuses; what is in place already stays as it is. Blocks until the host service runs.
-SetupOutcome setup_install(const SetupOptions& options);
+// Installs all of it or nothing. Over an older version it upgrades, over a newer one it refuses; what is in place
+// already stays as it is, and a software board that is installed goes along with an upgrade. What an earlier run that
+// was cut short has begun is undone first. Blocks until the host service runs, 30 s at most.
+SetupOutcome setup_install(SetupOptions options);
 
 // Undoes what setup_install did, the last thing first. What cannot be undone now (a file in use) is told and stays
-// noted for the next time.
+// noted for the next time. Blocks until the host service has stopped, 10 s at most.
 SetupOutcome setup_remove();

@@ -5,19 +5,14 @@
 #include "program.h"
 #include "text.h"
 
-namespace {
-
-constexpr wchar_t PARAMETERS_KEY[] = L"SYSTEM\\CurrentControlSet\\Services\\caldservice\\Parameters";
-constexpr wchar_t CONFIGURATION_VALUE[] = L"kxcall";
-// The provider reads the path into 130 characters, its terminator included.
-constexpr size_t CONFIGURATION_PATH_LIMIT = 129;
-
-constexpr char DEFAULT_CONFIGURATION[] =
+const std::string_view DEFAULT_CALL_CONFIGURATION =
     "# Call configuration of the fax channels.\r\n"
     "#\r\n"
     "# Every reset of a channel hands this file to the board's driver library, which must be able to read it.\r\n"
     "# Its contents are the driver's; the software board needs none. Which file is used says the registry value\r\n"
     "# HKLM\\SYSTEM\\CurrentControlSet\\Services\\caldservice\\Parameters, kxcall.\r\n";
+
+namespace {
 
 std::wstring configuration_path() {
     return program_folder() + L"\\kxcall.cfg";
@@ -31,7 +26,8 @@ void write_default_configuration(ServiceReport& report, const std::wstring& path
         return;
     }
     DWORD written = 0;
-    if (!WriteFile(file.get(), DEFAULT_CONFIGURATION, sizeof(DEFAULT_CONFIGURATION) - 1, &written, nullptr)) {
+    if (!WriteFile(file.get(), DEFAULT_CALL_CONFIGURATION.data(), static_cast<DWORD>(DEFAULT_CALL_CONFIGURATION.size()),
+                   &written, nullptr)) {
         fail(report, "writing " + utf8(path));
         return;
     }

@@ -3,11 +3,25 @@
 
 #include <windows.h>
 
+#include <sddl.h>
 #include <shlobj.h>
 
 #include "owned.h"
 #include "program.h"
 #include "text.h"
+
+// Whoever makes the folder first, the service or an administrator who runs the program by hand: administrators own it,
+// services may write in it, everybody may read.
+static constexpr char FOLDER_DESCRIPTOR[] =
+    "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;CO)(A;OICI;0x1301bf;;;SU)(A;OICI;FRFX;;;BU)";
+
+static void create_log_folder(const std::wstring& folder) {
+    void* descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(FOLDER_DESCRIPTOR, SDDL_REVISION_1, &descriptor, nullptr);
+    const OwnedLocal<void> owner(descriptor);
+    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), descriptor, FALSE};
+    CreateDirectoryW(folder.c_str(), &attributes);
+}
 
 LogFile service_log() {
     // Not from the environment, which a service may have got from an earlier time of the machine's life.
@@ -16,7 +30,7 @@ LogFile service_log() {
         return {program_folder() + L"\\calder.log"};
     }
     const std::wstring folder = std::wstring(data_folder) + L"\\Calder";
-    CreateDirectoryW(folder.c_str(), nullptr);
+    create_log_folder(folder);
     return {folder + L"\\calder.log"};
 }
 

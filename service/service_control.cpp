@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <iterator>
+
 #include "call_configuration.h"
 #include "owned.h"
 #include "program.h"
@@ -10,12 +12,14 @@
 
 namespace {
 
-constexpr wchar_t FAX_SERVICE[] = L"Fax";
+constexpr DWORD STOP_TIMEOUT = 10000;        // milliseconds
+constexpr DWORD RESTART_DELAY = 5000;        // milliseconds
+constexpr DWORD FAILURES_FORGOTTEN = 86400;  // seconds after which the count of failures begins anew
 // In the placeholder's command line: what tells it from a real fax service.
 constexpr wchar_t STAND_IN_ARGUMENT[] = L"fax-stand-in";
 
-std::wstring command_line(const std::wstring& argument) {
-    return L"\"" + program_path() + L"\" " + argument;
+std::wstring command_line(const std::wstring& program, const std::wstring& argument) {
+    return L"\"" + program + L"\" " + argument;
 }
 
 void set_description(SC_HANDLE service, const wchar_t* text) {
@@ -23,51 +27,58 @@ void set_description(SC_HANDLE service, const wchar_t* text) {
     ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description);
 }
 
+bool describe_host_service(SC_HANDLE service) {
+    set_description(service,
+                    L"Holds the fax boards' shared status segment for its readers and keeps a log of finished faxes.");
+    SC_ACTION restart[] = {{SC_ACTION_RESTART, RESTART_DELAY}};
+    SERVICE_FAILURE_ACTIONSW actions = {FAILURES_FORGOTTEN, nullptr, nullptr, std::size(restart), restart};
+    return ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &actions) != FALSE;
+}
+
 void register_service(ServiceReport& report, SC_HANDLE manager) {
-    const std::wstring command = command_line(wide(SERVICE_ARGUMENT));
-    OwnedService service(CreateServiceW(manager, SERVICE_NAME, L"Calder Host Service", SERVICE_ALL_ACCESS,
-                                        SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
-                                        command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+    const OwnedService service = host_service_register(manager, program_path(), nullptr);
     if (service) {
         report.lines.push_back("registered the service calder");
-    } else if (GetLastError() != ERROR_SERVICE_EXISTS) {
-        return fail(report, "registering the service calder");
-    } else {
-        service.reset(OpenServiceW(manager, SERVICE_NAME, SERVICE_CHANGE_CONFIG));
-        if (!service || !ChangeServiceConfigW(service.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                              command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)) {
-            return fail(report, "changing the service calder");
-        }
-        report.lines.push_back("the service calder was registered and now runs " + utf8(program_path()));
+        return;
     }
-    set_description(service.get(),
-                    L"Holds the fax boards' shared status segment for its readers and keeps a log of finished faxes.");
+    if (GetLastError() != ERROR_SERVICE_EXISTS) return fail(report, "registering the service calder");
+    const std::wstring command = command_line(program_path(), wide(SERVICE_ARGUMENT));
+    const OwnedService present(OpenServiceW(manager, SERVICE_NAME, SERVICE_CHANGE_CONFIG | SERVICE_START));
+    if (!present || !ChangeServiceConfigW(present.get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                          command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)) {
+        return fail(report, "changing the service calder");
+    }
+    if (!describe_host_service(present.get())) return fail(report, "having the service calder restarted on failure");
+    report.lines.push_back("the service calder was registered and now runs " + utf8(program_path()));
 }
 
 void register_stand_in(ServiceReport& report, SC_HANDLE manager) {
-    const OwnedService present(OpenServiceW(manager, FAX_SERVICE, SERVICE_QUERY_STATUS));
+    const OwnedService present(OpenServiceW(manager, FAX_SERVICE_NAME, SERVICE_QUERY_STATUS));
     if (present) {
         report.lines.push_back("this machine has a service Fax");
         return;
     }
-    const OwnedService service(CreateServiceW(
-        manager, FAX_SERVICE, L"Fax (stand-in)", SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_DISABLED,
-        SERVICE_ERROR_IGNORE, command_line(STAND_IN_ARGUMENT).c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-    if (!service) return fail(report, "registering the stand-in of the service Fax");
-    set_description(service.get(),
-                    L"Placeholder for the Windows fax service, which this machine lacks and the fax provider asks for. "
-                    L"It cannot be started; calder.exe remove takes it away.");
+    if (!fax_stand_in_register(manager, program_path())) {
+        return fail(report, "registering the stand-in of the service Fax");
+    }
     report.lines.push_back("registered a stand-in for the service Fax");
 }
 
-void stop_service(ServiceReport& report, SC_HANDLE service) {
-    SERVICE_STATUS status = {};
-    if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) return;
-    for (int i = 0; i < 100 && status.dwCurrentState != SERVICE_STOPPED; ++i) {
-        Sleep(100);
-        if (!QueryServiceStatus(service, &status)) return;
+// The process of a running service, to wait for; null when it is none or cannot be had.
+OwnedHandle process_of(SC_HANDLE service) {
+    SERVICE_STATUS_PROCESS status = {};
+    DWORD needed = 0;
+    if (!QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof(status),
+                              &needed) ||
+        status.dwProcessId == 0) {
+        return nullptr;
     }
-    report.lines.push_back("stopped the service calder");
+    return OwnedHandle(OpenProcess(SYNCHRONIZE, FALSE, status.dwProcessId));
+}
+
+bool is_running(SC_HANDLE service) {
+    SERVICE_STATUS status = {};
+    return QueryServiceStatus(service, &status) && status.dwCurrentState != SERVICE_STOPPED;
 }
 
 void remove_service(ServiceReport& report, SC_HANDLE manager) {
@@ -77,7 +88,9 @@ void remove_service(ServiceReport& report, SC_HANDLE manager) {
         report.lines.push_back("there is no service calder");
         return;
     }
-    stop_service(report, service.get());
+    if (is_running(service.get()) && host_service_stop(service.get())) {
+        report.lines.push_back("stopped the service calder");
+    }
     if (!DeleteService(service.get())) return fail(report, "removing the service calder");
     report.lines.push_back("removed the service calder");
 }
@@ -94,13 +107,52 @@ bool is_stand_in(SC_HANDLE service) {
 }
 
 void remove_stand_in(ServiceReport& report, SC_HANDLE manager) {
-    const OwnedService service(OpenServiceW(manager, FAX_SERVICE, SERVICE_QUERY_CONFIG | DELETE));
+    const OwnedService service(OpenServiceW(manager, FAX_SERVICE_NAME, SERVICE_QUERY_CONFIG | DELETE));
     if (!service || !is_stand_in(service.get())) return;
     if (!DeleteService(service.get())) return fail(report, "removing the stand-in of the service Fax");
     report.lines.push_back("removed the stand-in for the service Fax");
 }
 
 }  // namespace
+
+OwnedService host_service_register(SC_HANDLE manager, const std::wstring& program, const wchar_t* account) {
+    const std::wstring command = command_line(program, wide(SERVICE_ARGUMENT));
+    OwnedService service(CreateServiceW(manager, SERVICE_NAME, L"Calder Host Service", SERVICE_ALL_ACCESS,
+                                        SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL,
+                                        command.c_str(), nullptr, nullptr, nullptr, account, nullptr));
+    if (service && !describe_host_service(service.get())) {
+        const DWORD error = GetLastError();
+        DeleteService(service.get());
+        service.reset();
+        SetLastError(error);
+    }
+    return service;
+}
+
+OwnedService fax_stand_in_register(SC_HANDLE manager, const std::wstring& program) {
+    OwnedService service(CreateServiceW(manager, FAX_SERVICE_NAME, L"Fax (stand-in)", SERVICE_ALL_ACCESS,
+                                        SERVICE_WIN32_OWN_PROCESS, SERVICE_DISABLED, SERVICE_ERROR_IGNORE,
+                                        command_line(program, STAND_IN_ARGUMENT).c_str(), nullptr, nullptr, nullptr,
+                                        nullptr, nullptr));
+    if (service) {
+        set_description(service.get(),
+                        L"Placeholder for the Windows fax service, which this machine lacks and the fax provider asks "
+                        L"for. It cannot be started; it goes when the fax provider is removed.");
+    }
+    return service;
+}
+
+bool host_service_stop(SC_HANDLE service) {
+    const OwnedHandle process = process_of(service);
+    SERVICE_STATUS status = {};
+    if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) return !is_running(service);
+    for (DWORD waited = 0; is_running(service); waited += 100) {
+        if (waited >= STOP_TIMEOUT) return false;
+        Sleep(100);
+    }
+    if (process) WaitForSingleObject(process.get(), STOP_TIMEOUT);
+    return true;
+}
 
 ServiceReport service_install(bool fax_stand_in) {
     ServiceReport report;

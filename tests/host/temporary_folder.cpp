@@ -16,8 +16,7 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
-    for (const std::string& name : files()) DeleteFileW(wide(name).c_str());
-    RemoveDirectoryW(wide(path).c_str());
+    remove_tree(path);
 }
 
 std::vector<std::string> TemporaryFolder::files() const {
@@ -31,6 +30,24 @@ std::vector<std::string> TemporaryFolder::files() const {
     FindClose(search);
     std::sort(names.begin(), names.end());
     return names;
+}
+
+void remove_tree(const std::string& path) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(wide(path + "\\*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return;
+    do {
+        const std::string name = utf8(found.cFileName);
+        const std::string full = path + "\\" + name;
+        if (name == "." || name == "..") continue;
+        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            remove_tree(full);
+        } else {
+            DeleteFileW(wide(full).c_str());
+        }
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    RemoveDirectoryW(wide(path).c_str());
 }
 
 void write_text(const std::string& path, const std::string& text) {

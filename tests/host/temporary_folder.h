@@ -1,4 +1,4 @@
-// A folder of its own for a test, gone with all its files when the test ends.
+// A folder of its own for a test, gone with everything in it when the test ends.
 #pragma once
 
 #include <string>
@@ -17,6 +17,9 @@ struct TemporaryFolder {
 
     std::string path;
 };
+
+// Deletes the folder and everything in it.
+void remove_tree(const std::string& path);
 
 void write_text(const std::string& path, const std::string& text);
 // Empty when there is no such file.
