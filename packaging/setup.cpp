@@ -232,10 +232,12 @@ SetupOutcome setup_install(SetupOptions options) {
     const std::string text = objection(options);
     if (!text.empty()) return {SETUP_FAILED, installation.lines, text};
 
-    if (!install_everything(installation, options) || !finish(installation)) {
+    const bool good = install_everything(installation, options);
+    const bool in_place = installation.log.in_progress.empty();
+    if (!good || !finish(installation)) {
         return failure(installation.error + "; " + undo_installation(installation.log));
     }
-    if (installation.lines.empty()) installation.lines.emplace_back("everything is in place already");
+    if (in_place) installation.lines.emplace_back("everything is in place already");
     return {SETUP_GOOD, installation.lines, ""};
 }
 
