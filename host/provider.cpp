@@ -13,10 +13,9 @@ constexpr DWORD PERMANENT_PROVIDER_ID = 1;
 constexpr DWORD LOWEST_VERSION = 0x00010003;
 constexpr DWORD HIGHEST_VERSION = 0x00030001;
 constexpr DWORD THREAD_END_TIMEOUT = 5000;  // milliseconds
-constexpr wchar_t ONLY_ONE_NAME[] = L"Global\\HalvorsundTelephonyHost";
 
 Failure keep_others_out(Provider& provider) {
-    provider.only_one.reset(CreateMutexW(nullptr, FALSE, ONLY_ONE_NAME));
+    provider.only_one.reset(CreateMutexW(nullptr, FALSE, TELEPHONY_HOST_MUTEX));
     // Without the right to the global name another account's host has it.
     const DWORD error = GetLastError();
     if (provider.only_one && error != ERROR_ALREADY_EXISTS) return {};

@@ -1,7 +1,6 @@
 // The provider as the telephony service has it: loaded, negotiated with, enumerated, initialised, shut down, unloaded.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "failure.h"
@@ -38,11 +37,6 @@ struct TspiFunctions {
     decltype(&::TUISPI_lineConfigDialog) TUISPI_lineConfigDialog;  // the provider is its own user-interface module
 };
 
-struct ModuleFreer {
-    using pointer = HMODULE;
-    void operator()(HMODULE module) const { FreeLibrary(module); }
-};
-
 // Started by provider_start, stopped by its owner's end. One per process, and one per machine: the shared segment and
 // the boards have room for one.
 struct Provider {
@@ -52,7 +46,7 @@ struct Provider {
     Provider& operator=(const Provider&) = delete;
 
     OwnedHandle only_one;  // the named mutex that keeps a second host out
-    std::unique_ptr<HMODULE, ModuleFreer> module;
+    OwnedModule module;
     TspiFunctions tspi = {};
     DWORD dwTSPIVersion = 0;
     DWORD dwExtVersion = 0;

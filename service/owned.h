@@ -1,5 +1,4 @@
-// Owners of Windows handles, shared by the host service and the telephony host: what a failure path must undo undoes
-// itself.
+// Owners of Windows handles, shared by the programs of this house: what a failure path must undo undoes itself.
 #pragma once
 
 #include <windows.h>
@@ -37,6 +36,13 @@ struct KeyCloser {
     void operator()(HKEY key) const { RegCloseKey(key); }
 };
 using OwnedKey = std::unique_ptr<HKEY, KeyCloser>;
+
+struct ModuleFreer {
+    using pointer = HMODULE;
+    void operator()(HMODULE module) const { FreeLibrary(module); }
+};
+// A DLL loaded by LoadLibrary.
+using OwnedModule = std::unique_ptr<HMODULE, ModuleFreer>;
 
 struct LocalFreer {
     void operator()(void* memory) const { LocalFree(memory); }

@@ -14,6 +14,9 @@ std::vector<std::string> program_arguments();
 std::wstring program_path();
 std::wstring program_folder();
 
+// The mutex of a running telephony host, which has the provider and with it the boards' channels.
+constexpr wchar_t TELEPHONY_HOST_MUTEX[] = L"Global\\HalvorsundTelephonyHost";
+
 // Writes one line, newline added, in one piece: UTF-8 to files and pipes, UTF-16 to a console. May block.
 void print_line(std::string_view line);
 void print_error(std::string_view line);

@@ -24,3 +24,12 @@ TEST(Json, WritesAnEmptyObjectAndAnEmptyList) {
     JsonObject object;
     EXPECT_EQ("{\"a\": []}", json_line(json_numbers(object, "a", {})));
 }
+
+TEST(Json, WritesAListOfObjects) {
+    JsonObject first;
+    json_text(first, "name", "x");
+    JsonObject object;
+    EXPECT_EQ("{\"a\": [{\"name\": \"x\"}, {}]}", json_line(json_objects(object, "a", {first, JsonObject()})));
+    JsonObject none;
+    EXPECT_EQ("{\"a\": []}", json_line(json_objects(none, "a", {})));
+}

@@ -46,6 +46,12 @@ JsonObject& json_numbers(JsonObject& object, std::string_view key, const std::ve
     return add(object, key, "[" + list + "]");
 }
 
+JsonObject& json_objects(JsonObject& object, std::string_view key, const std::vector<JsonObject>& values) {
+    std::string list;
+    for (const JsonObject& value : values) list += (list.empty() ? "" : ", ") + json_line(value);
+    return add(object, key, "[" + list + "]");
+}
+
 std::string json_line(const JsonObject& object) {
     return "{" + object.members + "}";
 }

@@ -18,6 +18,8 @@ JsonObject& json_number(JsonObject& object, std::string_view key, int64_t value)
 JsonObject& json_decimal(JsonObject& object, std::string_view key, double value);  // three places
 JsonObject& json_truth(JsonObject& object, std::string_view key, bool value);
 JsonObject& json_numbers(JsonObject& object, std::string_view key, const std::vector<uint32_t>& values);
+// "[{...}, {...}]".
+JsonObject& json_objects(JsonObject& object, std::string_view key, const std::vector<JsonObject>& values);
 
 // "{...}".
 std::string json_line(const JsonObject& object);
