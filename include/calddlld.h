@@ -378,10 +378,13 @@ DORN_API void DornShutdown();
 // Asks for module dwModule; the first argument is null. Judged by the record's status.
 DORN_API int DornModuleInfo(void* null, DornModuleInfoRecord* record);
 
-// Written by the provider: the interface version that it was built against.
+// Written by the library's users before anything else: the interface version that they were built against.
 DORN_API uint32_t _dorn_api_ver_compiled;
 DORN_API uint32_t _dorn_api_ver_bld_comp;
 DORN_API uint32_t _dorn_api_ver_auto_comp;
+constexpr uint32_t DORN_API_VER_COMPILED = 0x403070;
+constexpr uint32_t DORN_API_VER_BLD_COMP = 6704;
+constexpr uint32_t DORN_API_VER_AUTO_COMP = 76;
 // Read by the provider: non-zero = the library knows more than 126 modules.
 DORN_API uint32_t _dorn_pkt_version_exp;
 

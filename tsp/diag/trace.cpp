@@ -54,11 +54,10 @@ ACE_Thread_Mutex trace_lock("Qorv_TSP_Trace_Mutex");
 // Key of the filter and of every line; an address of this module is unique in the process.
 const uint32_t trace_client = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&trace_ready));
 
-// The driver library's interface version that this provider was built against.
 void announce_interface_version() {
-    _dorn_api_ver_compiled = 0x403070;
-    _dorn_api_ver_bld_comp = 6704;
-    _dorn_api_ver_auto_comp = 76;
+    _dorn_api_ver_compiled = DORN_API_VER_COMPILED;
+    _dorn_api_ver_bld_comp = DORN_API_VER_BLD_COMP;
+    _dorn_api_ver_auto_comp = DORN_API_VER_AUTO_COMP;
 }
 
 void register_filter() {
