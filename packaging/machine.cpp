@@ -1,4 +1,4 @@
-// Questions to Windows that installation and removal ask.
+// Questions to Windows.
 #include "machine.h"
 
 #include <windows.h>
@@ -20,6 +20,10 @@ std::wstring system_folder() {
     return path;
 }
 
+std::wstring in_system_folder(const wchar_t* file) {
+    return system_folder() + L"\\" + file;
+}
+
 std::wstring programs_folder() {
     wchar_t path[MAX_PATH] = L"";
     SHGetFolderPathW(nullptr, CSIDL_PROGRAM_FILES, nullptr, SHGFP_TYPE_CURRENT, path);
@@ -37,8 +41,23 @@ std::wstring with_environment(const std::wstring& text) {
     return expanded;
 }
 
-bool file_exists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+ScopedSystemFolder::ScopedSystemFolder() : before(GetCurrentDirectoryW(0, nullptr), L'\0') {
+    GetCurrentDirectoryW(static_cast<DWORD>(before.size()), before.data());
+    SetCurrentDirectoryW(system_folder().c_str());
+}
+
+ScopedSystemFolder::~ScopedSystemFolder() {
+    SetCurrentDirectoryW(before.c_str());
+}
+
+bool is_file(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool is_folder(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
 bool read_file(const std::wstring& path, std::string& content) {
@@ -89,7 +108,7 @@ FileVersion file_version(const std::wstring& path) {
 }
 
 std::string version_text(uint64_t number) {
-    if (number == 0) return "without a version";
+    if (number == 0) return "";
     const auto part = [number](int shift) { return static_cast<unsigned>(number >> shift & 0xFFFF); };
     return format("%u.%u.%u.%u", part(48), part(32), part(16), part(0));
 }
@@ -99,13 +118,9 @@ bool is_software_board(const std::wstring& path) {
     return version.internal_name == L"calddlld" && version.description == L"Software board";
 }
 
-static OwnedService open_service(const wchar_t* name, DWORD access) {
-    const OwnedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    return OwnedService(OpenServiceW(manager.get(), name, access));
-}
-
 std::wstring service_command(const wchar_t* name) {
-    const OwnedService service = open_service(name, SERVICE_QUERY_CONFIG);
+    const OwnedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const OwnedService service(OpenServiceW(manager.get(), name, SERVICE_QUERY_CONFIG));
     alignas(QUERY_SERVICE_CONFIGW) char buffer[8192];
     auto* configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer);
     DWORD needed = 0;
@@ -113,6 +128,15 @@ std::wstring service_command(const wchar_t* name) {
     return configuration->lpBinaryPathName;
 }
 
+ServiceState service_state(const wchar_t* name) {
+    const OwnedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) return {GetLastError(), 0};
+    const OwnedService service(OpenServiceW(manager.get(), name, SERVICE_QUERY_STATUS));
+    SERVICE_STATUS status = {};
+    if (!service || !QueryServiceStatus(service.get(), &status)) return {GetLastError(), 0};
+    return {0, status.dwCurrentState};
+}
+
 bool service_exists(const wchar_t* name) {
-    return open_service(name, SERVICE_QUERY_STATUS) != nullptr;
+    return service_state(name).error != ERROR_SERVICE_DOES_NOT_EXIST;
 }

@@ -1,6 +1,7 @@
 // Registry access.
 #include "registry.h"
 
+#include <cstring>
 #include <cwchar>
 
 bool operator==(const RegistryValue& one, const RegistryValue& other) {
@@ -100,6 +101,35 @@ uint32_t write_lines(HKEY key, const std::wstring& name, const std::vector<std::
     std::wstring text;
     for (const std::wstring& line : lines) text += line + L'\0';
     return write_value(key, name, value_of_characters(text + L'\0', REG_MULTI_SZ));
+}
+
+MachineKey machine_key(const std::wstring& path) {
+    MachineKey result;
+    result.error = open_key(path, KEY_READ, result.key);
+    return result;
+}
+
+std::optional<TextValue> text_value(HKEY key, const std::wstring& name) {
+    const RegistryValue value = read_value(key, name);
+    if (value == RegistryValue()) return std::nullopt;
+    const auto* text = reinterpret_cast<const wchar_t*>(value.data.data());
+    return TextValue{value.type, std::wstring(text, wcsnlen(text, value.data.size() / sizeof(wchar_t)))};
+}
+
+std::optional<DWORD> number_value(HKEY key, const std::wstring& name) {
+    const RegistryValue value = read_value(key, name);
+    DWORD number = 0;
+    if (value.data.size() != sizeof(number)) return std::nullopt;
+    std::memcpy(&number, value.data.data(), sizeof(number));
+    return number;
+}
+
+std::optional<std::wstring> subkey_name(HKEY key, DWORD index) {
+    constexpr DWORD MAX_KEY_NAME = 256;  // characters, with the NUL
+    wchar_t name[MAX_KEY_NAME];
+    DWORD length = MAX_KEY_NAME;
+    const LSTATUS error = RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+    return error == ERROR_SUCCESS ? std::optional<std::wstring>(name) : std::nullopt;
 }
 
 uint32_t delete_empty_key(const std::wstring& path) {

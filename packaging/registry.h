@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,26 @@ uint32_t write_value(HKEY key, const std::wstring& name, const RegistryValue& va
 // A list of texts, none of them empty. An empty list is no value.
 std::vector<std::wstring> read_lines(HKEY key, const std::wstring& name);
 uint32_t write_lines(HKEY key, const std::wstring& name, const std::vector<std::wstring>& lines);
+
+// ---- for a look only ----------------------------------------------------------------------------------------------
+
+struct MachineKey {
+    uint32_t error = 0;
+    OwnedKey key;
+};
+MachineKey machine_key(const std::wstring& path);
+
+struct TextValue {
+    DWORD type = REG_NONE;
+    std::wstring text;  // up to its NUL, not expanded
+};
+// Nothing when there is no such value.
+std::optional<TextValue> text_value(HKEY key, const std::wstring& name);
+std::optional<DWORD> number_value(HKEY key, const std::wstring& name);
+// The name of the key's subkey of this number, nothing behind the last one.
+std::optional<std::wstring> subkey_name(HKEY key, DWORD index);
+
+// ---- for a removal ------------------------------------------------------------------------------------------------
 
 // Deletes the key unless something is in it: values or keys of somebody else's.
 uint32_t delete_empty_key(const std::wstring& path);

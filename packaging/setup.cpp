@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "call_configuration.h"
+#include "event_source.h"
 #include "exit_status.h"
 #include "machine.h"
 #include "steps.h"
@@ -14,22 +15,15 @@
 
 namespace {
 
-constexpr wchar_t PROVIDER[] = L"qorvtsp.tsp";
-constexpr wchar_t DRIVER[] = L"calddlld.dll";
 constexpr wchar_t DIALOG[] = L"qorvconf.cpl";
 constexpr wchar_t BOARD_CONFIGURATION[] = L"softboard.ini";
 constexpr wchar_t SERVICE_PROGRAM[] = L"calder.exe";
-
-constexpr wchar_t EVENT_SOURCE_KEY[] =
-    L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Halvorsund Telephony Service Provider";
-constexpr DWORD EVENT_CATEGORIES = 5;
-constexpr DWORD EVENT_TYPES = EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
 
 struct Source {
     const wchar_t* name;
     bool of_software_board;
 };
-constexpr Source SOURCES[] = {{PROVIDER, false}, {DRIVER, true}, {DIALOG, true}, {SERVICE_PROGRAM, true}};
+constexpr Source SOURCES[] = {{PROVIDER_FILE, false}, {DRIVER_FILE, true}, {DIALOG, true}, {SERVICE_PROGRAM, true}};
 
 // The log lies where both the telephony service and administrators may write; environment variables are expanded.
 constexpr wchar_t BOARD_CONFIGURATION_TEXT[] =
@@ -54,16 +48,12 @@ constexpr wchar_t BOARD_CONFIGURATION_TEXT[] =
     L"[log]\r\n"
     L"file=%ProgramData%\\Calder\\calddlld.log\r\n";
 
-std::wstring in_system_folder(const wchar_t* name) {
-    return system_folder() + L"\\" + name;
-}
-
 // ---- before anything is touched -----------------------------------------------------------------------------------
 
 std::string missing_sources(const SetupOptions& options) {
     for (const Source& source : SOURCES) {
         const bool needed = !source.of_software_board || options.software_board || options.fax_stand_in;
-        if (!needed || file_exists(options.package + L"\\" + source.name)) continue;
+        if (!needed || is_file(options.package + L"\\" + source.name)) continue;
         return utf8(options.package) + " lacks " + utf8(source.name) +
                ": unpack the whole package and start again there";
     }
@@ -71,16 +61,16 @@ std::string missing_sources(const SetupOptions& options) {
 }
 
 std::string newer_version(const SetupOptions& options) {
-    const uint64_t installed = file_version(in_system_folder(PROVIDER)).number;
-    const uint64_t offered = file_version(options.package + L"\\" + PROVIDER).number;
+    const uint64_t installed = file_version(in_system_folder(PROVIDER_FILE)).number;
+    const uint64_t offered = file_version(options.package + L"\\" + PROVIDER_FILE).number;
     if (installed <= offered) return "";
     return "version " + version_text(installed) + " is installed, this is " + version_text(offered) +
            ": remove the newer one first if you mean it";
 }
 
 std::string foreign_driver(const SetupOptions& options) {
-    const std::wstring driver = in_system_folder(DRIVER);
-    if (!options.software_board || !file_exists(driver) || is_software_board(driver)) return "";
+    const std::wstring driver = in_system_folder(DRIVER_FILE);
+    if (!options.software_board || !is_file(driver) || is_software_board(driver)) return "";
     return utf8(driver) +
            " is not the software board but a board's own driver library: install without --software-board, or remove "
            "first what was installed with it";
@@ -102,26 +92,24 @@ bool put_in_system_folder(Installation& installation, const SetupOptions& option
 }
 
 bool register_event_source(Installation& installation) {
-    const RegistryValue messages = registry_text(L"%SystemRoot%\\System32\\qorvtsp.tsp", REG_EXPAND_SZ);
     const size_t changes = installation.log.in_progress.size();
-    const bool good = set_value(installation, EVENT_SOURCE_KEY, L"EventMessageFile", messages) &&
-                      set_value(installation, EVENT_SOURCE_KEY, L"CategoryMessageFile", messages) &&
-                      set_value(installation, EVENT_SOURCE_KEY, L"CategoryCount", registry_number(EVENT_CATEGORIES)) &&
-                      set_value(installation, EVENT_SOURCE_KEY, L"TypesSupported", registry_number(EVENT_TYPES));
-    if (good && installation.log.in_progress.size() != changes) {
+    for (const wchar_t* name : EVENT_FILE_VALUES) {
+        if (!set_value(installation, EVENT_SOURCE_KEY, name, registry_text(EVENT_FILE, REG_EXPAND_SZ))) return false;
+    }
+    for (const EventSourceNumber& number : EVENT_NUMBERS) {
+        if (!set_value(installation, EVENT_SOURCE_KEY, number.name, registry_number(number.value))) return false;
+    }
+    if (installation.log.in_progress.size() != changes) {
         installation.lines.emplace_back("registered the event source Halvorsund Telephony Service Provider");
     }
-    return good;
+    return true;
 }
 
 // A file that an administrator has named stays named as long as it exists.
 bool name_call_configuration(Installation& installation) {
-    OwnedKey key;
-    if (open_key(PARAMETERS_KEY, KEY_READ, key) == 0) {
-        const RegistryValue present = read_value(key.get(), CONFIGURATION_VALUE);
-        const std::wstring path(reinterpret_cast<const wchar_t*>(present.data.data()), present.data.size() / 2);
-        if (present.type == REG_SZ && file_exists(path.c_str())) return true;
-    }
+    const MachineKey key = machine_key(PARAMETERS_KEY);
+    const std::optional<TextValue> present = text_value(key.key.get(), CONFIGURATION_VALUE);
+    if (present && present->type == REG_SZ && is_file(present->text)) return true;
     const std::wstring path = programs_folder() + L"\\kxcall.cfg";
     return put_configuration(installation, std::string(DEFAULT_CALL_CONFIGURATION), path) &&
            set_value(installation, PARAMETERS_KEY, CONFIGURATION_VALUE, registry_text(path));
@@ -137,14 +125,14 @@ bool put_service_program(Installation& installation, const SetupOptions& options
     const std::wstring source = options.package + L"\\" + SERVICE_PROGRAM;
     const std::wstring program = programs_folder() + L"\\" + SERVICE_PROGRAM;
     return make_folder(installation, programs_folder()) &&
-           (!file_exists(program) || same_files(source, program) || stop_host_service_of(installation, program)) &&
+           (!is_file(program) || same_files(source, program) || stop_host_service_of(installation, program)) &&
            put_file(installation, source, program);
 }
 
 bool install_software_board(Installation& installation, const SetupOptions& options) {
-    return put_in_system_folder(installation, options, DRIVER) && put_in_system_folder(installation, options, DIALOG) &&
-           put_board_configuration(installation) && put_service_program(installation, options) &&
-           name_call_configuration(installation) &&
+    return put_in_system_folder(installation, options, DRIVER_FILE) &&
+           put_in_system_folder(installation, options, DIALOG) && put_board_configuration(installation) &&
+           put_service_program(installation, options) && name_call_configuration(installation) &&
            put_host_service(installation, programs_folder() + L"\\" + SERVICE_PROGRAM) &&
            start_host_service(installation);
 }
@@ -156,10 +144,10 @@ bool install_fax_stand_in(Installation& installation, const SetupOptions& option
 
 // Telephony comes last: it loads the provider at once and asks it for its lines.
 bool install_everything(Installation& installation, const SetupOptions& options) {
-    return put_in_system_folder(installation, options, PROVIDER) && register_event_source(installation) &&
+    return put_in_system_folder(installation, options, PROVIDER_FILE) && register_event_source(installation) &&
            (!options.software_board || install_software_board(installation, options)) &&
            (!options.fax_stand_in || install_fax_stand_in(installation, options)) &&
-           add_to_telephony(installation, PROVIDER, options.software_board);
+           add_to_telephony(installation, PROVIDER_FILE, options.software_board);
 }
 
 bool has_installed(const InstallLog& log, const std::wstring& path) {
@@ -228,7 +216,7 @@ SetupOutcome setup_install(SetupOptions options) {
     if (const uint32_t error = install_log_read(installation.log)) return failure(unreadable(error));
     if (!undo_interrupted(installation)) return {SETUP_FAILED, installation.lines, installation.error};
     // What was installed goes along with an upgrade.
-    options.software_board = options.software_board || has_installed(installation.log, in_system_folder(DRIVER));
+    options.software_board = options.software_board || has_installed(installation.log, in_system_folder(DRIVER_FILE));
     const std::string text = objection(options);
     if (!text.empty()) return {SETUP_FAILED, installation.lines, text};
 
@@ -253,7 +241,7 @@ SetupOutcome setup_remove() {
     }
     std::vector<std::string> problems;
     undo_changes(installation.log, installation.log.done, installation.lines, problems);
-    if (file_exists(log_folder())) {
+    if (is_folder(log_folder())) {
         installation.lines.push_back("the logs in " + utf8(log_folder()) + " stay");
     }
     if (problems.empty()) return {SETUP_GOOD, installation.lines, ""};

@@ -29,7 +29,7 @@ bool note(Installation& installation, const Change& change) {
 // Beside the file, where nothing is yet.
 std::wstring backup_path(const std::wstring& path) {
     std::wstring backup = path + L".old";
-    for (int i = 2; file_exists(backup); ++i) backup = path + L".old" + std::to_wstring(i);
+    for (int i = 2; is_file(backup); ++i) backup = path + L".old" + std::to_wstring(i);
     return backup;
 }
 
@@ -96,7 +96,7 @@ bool wait_until_running(Installation& installation, SC_HANDLE service) {
 }  // namespace
 
 bool put_file(Installation& installation, const std::wstring& source, const std::wstring& target) {
-    const bool exists = file_exists(target);
+    const bool exists = is_file(target);
     if (exists && same_files(source, target)) return true;
     if (exists ? !move_away(installation, target) : !note(installation, {ChangeKind::file, target, L"", L""})) {
         return false;
@@ -109,7 +109,7 @@ bool put_file(Installation& installation, const std::wstring& source, const std:
 }
 
 bool put_configuration(Installation& installation, const std::string& content, const std::wstring& target) {
-    if (file_exists(target)) return true;
+    if (is_file(target)) return true;
     if (!note(installation, {ChangeKind::file, target, L"", L""})) return false;
     const OwnedHandle file =
         owned_file(CreateFileW(target.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -122,7 +122,7 @@ bool put_configuration(Installation& installation, const std::string& content, c
 }
 
 bool make_folder(Installation& installation, const std::wstring& path) {
-    if (file_exists(path)) return true;
+    if (is_folder(path)) return true;
     if (!note(installation, {ChangeKind::folder, path, L"", L""})) return false;
     return CreateDirectoryW(path.c_str(), nullptr) ||
            failed(installation, "making the folder " + utf8(path), GetLastError());
@@ -179,26 +179,24 @@ bool start_host_service(Installation& installation) {
 }
 
 bool add_to_telephony(Installation& installation, const std::wstring& file_name, bool trial) {
-    if (!telephony_exists()) {
-        if (trial) {
-            installation.lines.push_back("this machine has no telephony service: only faxhost can use the provider");
-            return true;
-        }
+    const TapiProviders list = tapi_providers();
+    if (!telephony_exists(list) && trial) {
+        installation.lines.emplace_back("this machine has no telephony service: only faxhost can use the provider");
+        return true;
+    }
+    if (!telephony_exists(list)) {
         installation.error =
-            "this machine has no telephony service to add the provider to; for a trial without it "
-            "there is --software-board";
+            "this machine has no telephony service to add the provider to; for a trial without it there is "
+            "--software-board";
         return false;
     }
-    bool has = false;
-    LONG error = telephony_has(file_name, has);
-    if (error != 0) {
-        installation.error = "asking telephony for its providers: " + telephony_error(error);
+    if (list.error != 0) {
+        installation.error = "asking telephony for its providers: " + telephony_error(static_cast<LONG>(list.error));
         return false;
     }
-    if (has) return true;
+    if (find_provider(list, file_name)) return true;
     if (!note(installation, {ChangeKind::provider, file_name, L"", L""})) return false;
-    error = telephony_add(file_name);
-    if (error != 0) {
+    if (const LONG error = telephony_add(file_name)) {
         installation.error = "telephony did not take the provider: " + telephony_error(error) +
                              "; the application event log may tell why";
         return false;

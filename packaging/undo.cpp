@@ -23,7 +23,7 @@ bool is_in_use(uint32_t error) {
 }
 
 UndoResult delete_file(const std::wstring& path) {
-    if (!file_exists(path)) return {};
+    if (!is_file(path)) return {};
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     if (DeleteFileW(path.c_str())) return {Undone::yes, "removed " + utf8(path)};
     const uint32_t error = GetLastError();
@@ -34,14 +34,14 @@ UndoResult delete_file(const std::wstring& path) {
 
 // Whatever is there goes while the installation is in progress; later only what was installed.
 UndoResult undo_file(const Change& change) {
-    if (!change.detail.empty() && file_exists(change.name) && file_fingerprint(change.name) != change.detail) {
+    if (!change.detail.empty() && is_file(change.name) && file_fingerprint(change.name) != change.detail) {
         return {Undone::left, utf8(change.name) + " stays: it is not what was installed any more"};
     }
     return delete_file(change.name);
 }
 
 UndoResult undo_replaced(const Change& change) {
-    if (!file_exists(change.detail)) return {};
+    if (!is_file(change.detail)) return {};
     const UndoResult deleted = delete_file(change.name);
     if (deleted.undone == Undone::no) return deleted;
     if (!MoveFileExW(change.detail.c_str(), change.name.c_str(), 0)) {

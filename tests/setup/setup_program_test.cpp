@@ -16,10 +16,6 @@ bool says(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-std::wstring in_system(const wchar_t* name) {
-    return system_folder() + L"\\" + name;
-}
-
 }  // namespace
 
 class SetupProgram : public testing::Test {
@@ -30,14 +26,15 @@ class SetupProgram : public testing::Test {
 TEST_F(SetupProgram, InstallsATrialThatWorksAndRemovesItAgain) {
     const ProgramRun installed = qorvsetup("install --software-board --fax-stand-in");
     EXPECT_EQ(0u, installed.exit_status) << installed.errors;
-    EXPECT_TRUE(says(installed.output, "wrote " + utf8(in_system(L"qorvtsp.tsp"))));
+    EXPECT_TRUE(says(installed.output, "wrote " + utf8(in_system_folder(L"qorvtsp.tsp"))));
     EXPECT_TRUE(says(installed.output, "started the service calder"));
 
     const ProgramRun again = qorvsetup("install --software-board --fax-stand-in");
     EXPECT_EQ(0u, again.exit_status) << again.errors;
     EXPECT_TRUE(says(again.output, "everything is in place already"));
 
-    const ProgramRun lines = run_program(FAXHOST, "lines --provider \"" + utf8(in_system(L"qorvtsp.tsp")) + "\"");
+    const ProgramRun lines =
+        run_program(FAXHOST, "lines --provider \"" + utf8(in_system_folder(L"qorvtsp.tsp")) + "\"");
     EXPECT_EQ(0u, lines.exit_status) << lines.errors;
     EXPECT_TRUE(says(lines.output, "Halvorsund Line #4"));
 
@@ -45,9 +42,9 @@ TEST_F(SetupProgram, InstallsATrialThatWorksAndRemovesItAgain) {
     EXPECT_EQ(0u, removed.exit_status) << removed.errors;
     EXPECT_TRUE(says(removed.output, "removed the service calder"));
     for (const wchar_t* name : {L"qorvtsp.tsp", L"calddlld.dll", L"qorvconf.cpl", L"softboard.ini"}) {
-        EXPECT_FALSE(file_exists(in_system(name))) << utf8(name);
+        EXPECT_FALSE(is_file(in_system_folder(name))) << utf8(name);
     }
-    EXPECT_FALSE(file_exists(programs_folder()));
+    EXPECT_FALSE(is_folder(programs_folder()));
     EXPECT_FALSE(service_exists(L"calder"));
     EXPECT_FALSE(service_exists(L"Fax"));
 }
@@ -57,7 +54,7 @@ TEST_F(SetupProgram, WithoutTelephonyInstallsNothingForABoard) {
     EXPECT_EQ(3u, run.exit_status);
     EXPECT_EQ(0u, run.errors.find("qorvsetup: this machine has no telephony service"));
     EXPECT_TRUE(says(run.errors, "everything was undone"));
-    EXPECT_FALSE(file_exists(in_system(L"qorvtsp.tsp")));
+    EXPECT_FALSE(is_file(in_system_folder(L"qorvtsp.tsp")));
 }
 
 TEST_F(SetupProgram, TellsItsVersionAndItsHelp) {
