@@ -19,6 +19,8 @@ packages=(
     clang-format clang-tidy cppcheck git gcovr
     # running and looking at the result
     wine wine64 libtiff-tools netpbm
+    # packing it
+    zip unzip
 )
 
 say() { printf 'bootstrap: %s\n' "$*"; }
@@ -196,10 +198,16 @@ unpack() {
     tar -x -f "$downloads/$(pin "$1" tarball)" -C "$build/$1" --strip-components=1
 }
 
-# ---- recipes: each leaves its headers and archives in $stage -------------------------------------------------------------
+# ---- recipes: each leaves its headers, archives and licence in $stage ----------------------------------------------------
 
 triplet=x86_64-w64-mingw32
 cores=$(nproc)
+
+# The compiler's run time is linked into every program, so its licences go where the libraries' go.
+copy_run_time_licences() {
+    cp /usr/share/doc/gcc-mingw-w64-base/copyright "$stage/licences/gcc.txt"
+    cp /usr/share/doc/mingw-w64-common/copyright "$stage/licences/mingw-w64.txt"
+}
 
 build_ace() {
     local ACE_ROOT=$build/ace
@@ -217,13 +225,14 @@ build_ace() {
     perl "$ACE_ROOT/bin/mpc.pl" -type gnuace ace.mpc
     # What is used of it here is small and not where time goes: -O1 will do. And nearly all of the compiler's time goes
     # into Windows' headers, so they are compiled once: with flags other than the makefile's it would only be slower.
-    local cxx=$triplet-g++-posix early=$build/ace/early.h
+    local cxx="$triplet-g++-posix $same_anywhere" early=$build/ace/early.h
     echo '#include "ace/OS.h"' >"$early"
     $cxx -O1 -mthreads -fno-strict-aliasing -DNDEBUG -DACE_NDEBUG -D__ACE_INLINE__ -DACE_AS_STATIC_LIBS \
         -DACE_HAS_CUSTOM_EXPORT_MACROS=0 -I.. -x c++-header "$early" -o "$early.gch"
     make -j "$cores" -f GNUmakefile.ACE CXX="$cxx -w -include $early" CC="$triplet-gcc-posix" AR="$triplet-ar" \
         RC="$triplet-windres" OCFLAGS=-O1 OCCFLAGS=-O1
     find "$build/ace" -name libACE.a -exec cp {} "$stage/lib/" \;
+    cp "$build/ace/COPYING" "$stage/licences/ace.txt"
     # Headers, and what they include in turn: inline functions and template bodies.
     find . \( -name '*.h' -o -name '*.inl' -o -name '*.cpp' \) -exec cp --parents -t "$stage/include/ace" {} +
 }
@@ -235,13 +244,14 @@ build_tiff() {
     done
     cmake -S "$build/tiff" -B "$build/tiff-build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Windows \
         -DCMAKE_C_COMPILER="$triplet-gcc-posix" -DCMAKE_CXX_COMPILER="$triplet-g++-posix" \
-        -DCMAKE_RC_COMPILER="$triplet-windres" \
+        -DCMAKE_RC_COMPILER="$triplet-windres" -DCMAKE_C_FLAGS="$same_anywhere" \
         -DCMAKE_FIND_ROOT_PATH="/usr/$triplet" -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
         -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_INSTALL_PREFIX="$stage" -DCMAKE_INSTALL_LIBDIR=lib \
         -DBUILD_SHARED_LIBS=OFF "${off[@]}"
     cmake --build "$build/tiff-build" --target tiff
     cp "$build/tiff-build/libtiff/libtiff.a" "$stage/lib/"
     cp "$build"/tiff/libtiff/tiff{,io,vers}.h "$build"/tiff-build/libtiff/tiffconf.h "$stage/include/"
+    cp "$build/tiff/LICENSE.md" "$stage/licences/tiff.txt"
 }
 
 build_spandsp() {
@@ -255,11 +265,12 @@ build_spandsp() {
     ac_cv_func_malloc_0_nonnull=yes ac_cv_func_realloc_0_nonnull=yes \
         ./configure --host="$triplet" --disable-shared CC="$triplet-gcc-posix" CXX="$triplet-g++-posix" \
         CPPFLAGS="-I$stage/include -include $stage/include/spandsp-mingw.h" LDFLAGS="-L$stage/lib" \
-        CFLAGS="-O2 -w"
+        CFLAGS="-O2 -w $same_anywhere"
     make -j "$cores" -C src
     cp src/.libs/libspandsp.a "$stage/lib/"
     cp src/spandsp.h "$stage/include/"
     cp -r src/spandsp "$stage/include/"
+    cp COPYING "$stage/licences/spandsp.txt"
 }
 
 build_dependencies() {
@@ -267,7 +278,9 @@ build_dependencies() {
     mkdir -p "$downloads"
     build=$(mktemp -d "$qorv_cache/build.XXXXXX")
     stage=$build/stage
-    mkdir -p "$stage/lib" "$stage/include/ace"
+    # For every compiler: __FILE__ names no folder of this machine, so that a library is the same wherever it was built.
+    same_anywhere=-ffile-prefix-map=$build/=
+    mkdir -p "$stage/lib" "$stage/include/ace" "$stage/licences"
     for name in ace tiff spandsp; do fetch "$name"; done
     for name in tiff spandsp ace; do
         say "building $name $(pin "$name" version)"
@@ -275,6 +288,7 @@ build_dependencies() {
         logged "$name" "build_$name"
         [[ -s $stage/lib/lib${name/ace/ACE}.a ]] || fail "the build of $name left no library"
     done
+    copy_run_time_licences
     mv -T "$stage" "$qorv_deps"
     rm -rf "$build"
     build=
