@@ -54,6 +54,10 @@ Failure parse_arguments(const std::vector<std::string>& words, Arguments& argume
         arguments.help = true;
         return {};
     }
+    if (words.size() == 1 && words[0] == "--version") {
+        arguments.version = true;
+        return {};
+    }
     const CommandRow* command = find_command(words[0]);
     if (!command) return mistake("there is no command \"" + words[0] + "\"");
     arguments.command = command->command;

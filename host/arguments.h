@@ -14,6 +14,7 @@ enum class Command { lines, send, receive, loopback, status, events, configure }
 struct Arguments {
     Command command = Command::lines;
     bool help = false;
+    bool version = false;
     std::vector<std::string> files;  // full paths
 
     std::string provider;  // full path; empty = beside this program

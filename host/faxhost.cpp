@@ -36,6 +36,10 @@ int main() {
         print_line(help_text(words));
         return EXIT_GOOD;
     }
+    if (!failure && arguments.version) {
+        print_line("faxhost " QORV_VERSION);
+        return EXIT_GOOD;
+    }
     if (!failure) failure = run(arguments);
     if (failure) show_failure(arguments, failure);
     return failure.exit_status;

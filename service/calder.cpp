@@ -2,8 +2,8 @@
 #include <windows.h>
 
 #include <string>
-#include <vector>
 
+#include "command_line.h"
 #include "host_service.h"
 #include "log_file.h"
 #include "program.h"
@@ -14,26 +14,6 @@ namespace {
 
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
-
-constexpr char HELP[] =
-    "calder - host service of the Halvorsund fax boards\n"
-    "\n"
-    "  calder install [--fax-stand-in]   register the service \"calder\" (started with the machine) and name the call\n"
-    "                                    configuration file kxcall.cfg beside this program for the provider; with\n"
-    "                                    --fax-stand-in also a placeholder for a missing Windows service \"Fax\"\n"
-    "  calder remove                     stop and remove the service, and the placeholder if it is one\n"
-    "  calder run                        do the service's work in the foreground until Ctrl-C\n"
-    "  calder --help                     this text\n"
-    "\n"
-    "The service creates the shared segment HalvorsundMSFTSPSharedMemory before any provider does, so that every\n"
-    "account may read it, and writes one line per finished fax to %ProgramData%\\Calder\\calder.log (1 MB each, three\n"
-    "older ones kept). Start and stop it with: net start calder, net stop calder. The provider asks the service\n"
-    "manager whether calder runs; \"calder run\" does not count for it.\n"
-    "\n"
-    "Two jobs in a row with the same result are told apart by what the job publishes on its way (numbers, station id,\n"
-    "pages): a job that published nothing and ended like the one before it leaves no line.\n"
-    "\n"
-    "Exit status: 0 done, 1 a step failed, 2 wrong arguments.";
 
 int tell_report(const ServiceReport& report) {
     for (const std::string& line : report.lines) print_line(line);
@@ -70,18 +50,23 @@ int usage_error(const std::string& text) {
 }  // namespace
 
 int main() {
-    const std::vector<std::string> arguments = program_arguments();
-    if (arguments.empty()) return usage_error("no command given");
-    const std::string& command = arguments[0];
-    if (command == "--help" || command == "-h" || command == "help") {
-        print_line(HELP);
-        return 0;
+    const CalderArguments arguments = parse_calder_arguments(program_arguments());
+    if (!arguments.error.empty()) return usage_error(arguments.error);
+    switch (arguments.command) {
+        case CalderCommand::install:
+            return tell_report(service_install(arguments.fax_stand_in));
+        case CalderCommand::remove:
+            return tell_report(service_remove());
+        case CalderCommand::run:
+            return run_in_foreground();
+        case CalderCommand::service:
+            return run_as_service();
+        case CalderCommand::help:
+            print_line(arguments.help);
+            return 0;
+        case CalderCommand::version:
+            print_line("calder " QORV_VERSION);
+            return 0;
     }
-    const bool fax_stand_in = command == "install" && arguments.size() == 2 && arguments[1] == "--fax-stand-in";
-    if (arguments.size() > 1 && !fax_stand_in) return usage_error("what is " + arguments.back() + "?");
-    if (command == "install") return tell_report(service_install(fax_stand_in));
-    if (command == "remove") return tell_report(service_remove());
-    if (command == "run") return run_in_foreground();
-    if (command == SERVICE_ARGUMENT) return run_as_service();
-    return usage_error("what is " + command + "?");
+    return EXIT_USAGE;
 }

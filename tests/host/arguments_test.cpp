@@ -82,6 +82,12 @@ TEST(Arguments, RefusesALoopbackThatCannotBe) {
     EXPECT_EQ("the received file would overwrite the one that is sent", refusal({"loopback", "a.tif", "A.TIF"}));
 }
 
+TEST(Arguments, AsksForTheVersionAlone) {
+    EXPECT_TRUE(parsed({"--version"}).version);
+    EXPECT_EQ("there is no command \"--version\"", refusal({"--version", "lines"}));
+    EXPECT_EQ("faxhost lines has no option --version", refusal({"lines", "--version"}));
+}
+
 TEST(Arguments, AsksForHelpWhateverElseIsThere) {
     EXPECT_TRUE(parsed({"--help"}).help);
     EXPECT_TRUE(parsed({"send", "--help"}).help);
