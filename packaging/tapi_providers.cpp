@@ -6,6 +6,7 @@
 #include <tapi.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cwchar>
 #include <memory>
 

@@ -1,5 +1,6 @@
 // What check tells of the board's side: the configuration, the driver library, the channels.
 #include "calddlld.h"
+#include "fax_file.h"
 #include "harness/import_table.h"
 #include "machine.h"
 #include "machine_in_order.h"
@@ -341,7 +342,7 @@ TEST_F(Check, LeavesTheChannelsToTelephony) {
     const std::string in_use =
         "not tried  channels: the telephony service is using them\n"
         "           to try them: net stop tapisrv, then once more qorvsetup check";
-    const OwnedService telephony = add_service(L"TapiSrv", wide("\"" CALDER "\" service"));
+    const OwnedService telephony = add_service(L"TapiSrv", wide("\"" + full_path(CALDER) + "\" service"));
     EXPECT_EQ("ok         channels: 1 attach and reset", told("channels")) << "it is stopped";
     start(telephony.get());
     EXPECT_EQ(in_use, told("channels"));
