@@ -188,6 +188,13 @@ TEST_F(Answer, NeedsAValidHandle) {
                                 "[17] TSPI_lineAnswer(-2147483624) Failed"}));
 }
 
+TEST_F(Answer, IgnoresTheUserUserInformation) {
+    offer_call(0);
+    new_chapter();
+    EXPECT_EQ(tsp.TSPI_lineAnswer(0x21, call(0), "information", 12), 0x21);
+    EXPECT_TRUE(reads(driver_calls(), {"DornLineAnswerISDN(CHAN4)"}));
+}
+
 TEST_F(Answer, HasAnExceptionTraceOfItsOwnAndLeavesTheLastErrorAlone) {
     offer_call(0);
     new_chapter();
