@@ -46,8 +46,7 @@ CheckResult check_configuration_key(const Configuration& configuration) {
         return {name, Verdict::wrong, "there is no " + key_name(), BOARD_ADVICE};
     }
     if (configuration.key_error != 0) {
-        return {name, Verdict::wrong,
-                key_name() + " cannot be read: " + windows_error(static_cast<DWORD>(configuration.key_error)), ""};
+        return {name, Verdict::wrong, key_name() + " cannot be read: " + windows_error(configuration.key_error), ""};
     }
     return {name, Verdict::good, key_name(), ""};
 }

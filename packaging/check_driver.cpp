@@ -45,6 +45,13 @@ std::vector<std::string> missing_exports(HMODULE module) {
     return missing;
 }
 
+// "Software board, version 1.0.0.0", or what there is of it.
+std::string version_of(const std::wstring& path) {
+    const FileVersion version = file_version(path);
+    const std::string description = version.description.empty() ? "" : utf8(version.description) + ", ";
+    return description + (version.number == 0 ? "no version" : "version " + version_text(version.number));
+}
+
 }  // namespace
 
 CheckResult check_driver_library(DriverLibrary& driver) {
@@ -69,6 +76,5 @@ CheckResult check_driver_library(DriverLibrary& driver) {
     driver.function = reinterpret_cast<decltype(driver.function)>(find_export(driver.module.get(), #function));
     DRIVER_PARTS(X)
 #undef X
-    const std::string version = version_text(file_version(path).number);
-    return {name, Verdict::good, utf8(path) + (version.empty() ? ", no version" : ", version " + version), ""};
+    return {name, Verdict::good, utf8(path) + ", " + version_of(path), ""};
 }

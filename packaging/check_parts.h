@@ -43,7 +43,7 @@ CheckResult check_fax_devices();
 
 // The call configuration as the provider finds it.
 struct Configuration {
-    LSTATUS key_error = 0;
+    uint32_t key_error = 0;
     bool named = false;       // there is a value kxcall
     std::wstring path;        // what it says
     bool passed_on = false;   // the driver library gets all of it

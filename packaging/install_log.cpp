@@ -43,8 +43,8 @@ std::vector<Change> changes_of(const std::vector<std::wstring>& lines) {
 }
 
 uint32_t write_changes(HKEY key, const wchar_t* name, const std::vector<Change>& changes) {
-    std::vector<std::wstring> lines;
-    for (const Change& change : changes) lines.push_back(line_of(change));
+    std::vector<std::wstring> lines(changes.size());
+    std::transform(changes.begin(), changes.end(), lines.begin(), line_of);
     return write_lines(key, name, lines);
 }
 

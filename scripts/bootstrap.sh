@@ -16,7 +16,7 @@ packages=(
     # fetching and unpacking sources
     dpkg-dev bzip2 gzip xz-utils patch
     # checking the sources and what the tests reach
-    clang-format clang-tidy cppcheck git gcovr
+    clang-format clang-tidy cppcheck git gcovr python3
     # running and looking at the result
     wine wine64 libtiff-tools netpbm
     # packing it

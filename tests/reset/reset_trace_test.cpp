@@ -215,18 +215,20 @@ TEST_F(StartUpResetTrace, OfTheFirstOfTwoChannelsLeavesTheEventToTheLast) {
     Call starting([this] { return initialise(); });
     EXPECT_TRUE(comes("DornLineReset(CHAN4, <*>"));
     EXPECT_TRUE(comes("DornLineReset(CHAN5, <*>"));
+    EXPECT_TRUE(comes("WaitForSingleObject(EVENT1, INFINITE)"));
+    const size_t left_before = count(everything(), "LeaveCriticalSection(RESET_LOCK)");
     driver.gate("DornLineReset").open_once();
-    EXPECT_TRUE(comes("LeaveCriticalSection(RESET_LOCK)", 2));
+    EXPECT_TRUE(comes("LeaveCriticalSection(RESET_LOCK)", left_before + 1));
     driver.gate("DornLineReset").open();
     EXPECT_EQ(starting.result(), 0);
     EXPECT_TRUE(windows.all_threads_end(kPatience));
-    const View count = everything().only({"<*>RESET_LOCK)", "SetEvent(<*>", "[9] ResetChannelThread"});
+    const View counting = everything().only({"<*>RESET_LOCK)", "SetEvent(<*>", "[9] ResetChannelThread"});
     const auto done = entries(driver_calls().only({"DornSessionDetach(<*>"}));
     ASSERT_EQ(done.size(), 2u);
     const Lines first = {"[9] ResetChannelThread", "EnterCriticalSection(RESET_LOCK)",
                          "LeaveCriticalSection(RESET_LOCK)"};
-    EXPECT_TRUE(reads(count.on_thread(done.at(0).thread), first));
-    EXPECT_TRUE(reads(count.on_thread(done.at(1).thread), joined({first, {"SetEvent(EVENT1)"}})));
+    EXPECT_TRUE(reads(counting.on_thread(done.at(0).thread), first));
+    EXPECT_TRUE(reads(counting.on_thread(done.at(1).thread), joined({first, {"SetEvent(EVENT1)"}})));
 }
 
 TEST_F(StartUpResetTrace, HasCountedAResetBeforeItLeavesTheLock) {

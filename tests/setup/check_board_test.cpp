@@ -82,6 +82,10 @@ HMODULE WINAPI fail_to_load(const wchar_t*, HANDLE, DWORD) {
     return nullptr;
 }
 
+DWORD WINAPI has_no_version(const wchar_t*, DWORD*) {
+    return 0;
+}
+
 template <typename Function>
 void* address(Function* function) {
     return reinterpret_cast<void*>(function);
@@ -249,6 +253,11 @@ TEST_F(Check, TellsTheFirstNamesThatAWrongLibraryLacks) {
     put_file("C:\\windows\\system32\\version.dll", DRIVER_FILE);
     EXPECT_EQ(lacks("DornInitialize, DornShutdown, DornModuleInfo and 52 more"), told("driver library"));
     EXPECT_EQ("not tried  channels: the driver library must be in order first", told("channels"));
+}
+
+TEST_F(Check, TakesADriverLibraryWithoutAVersion) {
+    replaced->imported("GetFileVersionInfoSizeW", address(has_no_version));
+    EXPECT_EQ(told("driver library"), std::string("ok         driver library: ") + SYSTEM_LIBRARY + ", no version");
 }
 
 TEST_F(Check, UnloadsTheDriverLibrary) {

@@ -58,7 +58,7 @@ TEST_F(Check, FindsEverythingInOrder) {
         "ok         configuration file: kxcall names " +
             configuration_path() +
             "\n"
-            "ok         driver library: C:\\windows\\system32\\calddlld.dll, no version\n"
+            "ok         driver library: C:\\windows\\system32\\calddlld.dll, Software board, version 1.0.0.0\n"
             "ok         event source: registered, its texts are in qorvtsp.tsp\n"
             "ok         shared segment: HalvorsundMSFTSPSharedMemory can be read\n"
             "ok         panic file: C:\\temp\\QorvTspPanic.txt can be written\n"
