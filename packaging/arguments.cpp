@@ -1,7 +1,9 @@
 // Parsing of qorvsetup's command line, and its help.
 #include "arguments.h"
 
-#include <algorithm>
+#include <iterator>
+
+#include "command_help.h"
 
 namespace {
 
@@ -17,23 +19,18 @@ constexpr OptionRow OPTIONS[] = {
     {"--json", SetupCommand::check, &SetupArguments::json},
 };
 
-struct CommandRow {
-    const char* name;
-    SetupCommand command;
-    const char* usage;  // with its explanation, as it stands in the help
-};
-
-constexpr CommandRow COMMANDS[] = {
-    {"install", SetupCommand::install,
+// In the order of SetupCommand.
+constexpr CommandHelp COMMANDS[] = {
+    {"install",
      "  qorvsetup install [options]  copy the provider to the system folder, register its event source and add it to\n"
      "                               telephony. A step that fails undoes the earlier ones. Over an older version it\n"
      "                               upgrades; a second time it changes nothing\n"
      "    --software-board           also install the software board: its driver library, configuration and dialog,\n"
      "                               and the host service \"calder\", so that faxes go through without a board\n"
      "    --fax-stand-in             also register a placeholder for the Windows service \"Fax\" if there is none\n"},
-    {"remove", SetupCommand::remove,
+    {"remove",
      "  qorvsetup remove             undo what install did. Received faxes, logs and what was edited since stay\n"},
-    {"check", SetupCommand::check,
+    {"check",
      "  qorvsetup check [options]    tell, a line each, whether everything is there that the provider needs\n"
      "    --json                     for programs\n"},
 };
@@ -50,23 +47,7 @@ constexpr char EXIT_STATUSES[] =
     "arguments; 3 a step failed (an installation is then undone), or check: it cannot work; 4 administrator rights\n"
     "are missing and nothing was touched.";
 
-const CommandRow* find_command(const std::string& word) {
-    const auto found =
-        std::find_if(std::begin(COMMANDS), std::end(COMMANDS), [&](const CommandRow& row) { return word == row.name; });
-    return found == std::end(COMMANDS) ? nullptr : found;
-}
-
-bool is_help(const std::string& word) {
-    return word == "--help" || word == "-h" || word == "help";
-}
-
-std::string help_text(const CommandRow* only) {
-    std::string text = HEADING;
-    for (const CommandRow& row : COMMANDS) {
-        if (!only || only == &row) text += row.usage;
-    }
-    return text + (only ? "" : COMMON) + EXIT_STATUSES;
-}
+constexpr ProgramHelp HELP = {HEADING, COMMANDS, std::size(COMMANDS), COMMON, EXIT_STATUSES};
 
 SetupArguments with_error(const std::string& text) {
     SetupArguments arguments;
@@ -87,10 +68,10 @@ bool take_option(SetupArguments& arguments, const std::string& word) {
 
 SetupArguments parse_setup_arguments(const std::vector<std::string>& words) {
     if (words.empty()) return with_error("no command given");
-    const CommandRow* command = find_command(words[0]);
+    const std::optional<size_t> command = find_command(HELP, words[0]);
     SetupArguments arguments;
-    if (std::any_of(words.begin(), words.end(), is_help)) {
-        arguments.help = help_text(command);
+    if (asks_for_help(words)) {
+        arguments.help = help_text(HELP, command);
         return arguments;
     }
     if (words[0] == "--version" && words.size() == 1) {
@@ -98,7 +79,7 @@ SetupArguments parse_setup_arguments(const std::vector<std::string>& words) {
         return arguments;
     }
     if (!command) return with_error("what is " + words[0] + "?");
-    arguments.command = command->command;
+    arguments.command = static_cast<SetupCommand>(*command);
     for (size_t i = 1; i < words.size(); ++i) {
         if (!take_option(arguments, words[i])) return with_error("what is " + words[i] + "?");
     }

@@ -1,27 +1,21 @@
 // Parsing of calder's command line, and its help.
 #include "command_line.h"
 
-#include <algorithm>
 #include <iterator>
 
+#include "command_help.h"
 #include "service_control.h"
 
 namespace {
 
-struct CommandRow {
-    const char* name;
-    CalderCommand command;
-    const char* usage;  // with its explanation, as it stands in the help
-};
-
-constexpr CommandRow COMMANDS[] = {
-    {"install", CalderCommand::install,
+// In the order of CalderCommand.
+constexpr CommandHelp COMMANDS[] = {
+    {"install",
      "  calder install [options]  register the service \"calder\", which starts with the machine, and name the call\n"
      "                            configuration file kxcall.cfg beside this program for the provider\n"
      "    --fax-stand-in          also register a placeholder for the Windows service \"Fax\" if there is none\n"},
-    {"remove", CalderCommand::remove,
-     "  calder remove             stop and remove the service, and the placeholder if it is one\n"},
-    {"run", CalderCommand::run,
+    {"remove", "  calder remove             stop and remove the service, and the placeholder if it is one\n"},
+    {"run",
      "  calder run                do the service's work in the foreground until Ctrl-C; the provider asks the service\n"
      "                            manager whether calder runs, and this does not count for it\n"},
 };
@@ -43,23 +37,7 @@ constexpr char EXIT_STATUSES[] =
     "\n"
     "Exit status: 0 done; 1 a step failed; 2 wrong arguments.";
 
-const CommandRow* find_command(const std::string& word) {
-    const auto found =
-        std::find_if(std::begin(COMMANDS), std::end(COMMANDS), [&](const CommandRow& row) { return word == row.name; });
-    return found == std::end(COMMANDS) ? nullptr : found;
-}
-
-bool is_help(const std::string& word) {
-    return word == "--help" || word == "-h" || word == "help";
-}
-
-std::string help_text(const CommandRow* only) {
-    std::string text = HEADING;
-    for (const CommandRow& row : COMMANDS) {
-        if (!only || only == &row) text += row.usage;
-    }
-    return text + (only ? "" : COMMON) + EXIT_STATUSES;
-}
+constexpr ProgramHelp HELP = {HEADING, COMMANDS, std::size(COMMANDS), COMMON, EXIT_STATUSES};
 
 CalderArguments with_error(const std::string& text) {
     CalderArguments arguments;
@@ -77,16 +55,16 @@ CalderArguments with_command(CalderCommand command) {
 
 CalderArguments parse_calder_arguments(const std::vector<std::string>& words) {
     if (words.empty()) return with_error("no command given");
-    const CommandRow* command = find_command(words[0]);
-    if (std::any_of(words.begin(), words.end(), is_help)) {
+    const std::optional<size_t> command = find_command(HELP, words[0]);
+    if (asks_for_help(words)) {
         CalderArguments arguments;
-        arguments.help = help_text(command);
+        arguments.help = help_text(HELP, command);
         return arguments;
     }
     if (words.size() == 1 && words[0] == "--version") return with_command(CalderCommand::version);
     if (words.size() == 1 && words[0] == SERVICE_ARGUMENT) return with_command(CalderCommand::service);
     if (!command) return with_error("what is " + words[0] + "?");
-    CalderArguments arguments = with_command(command->command);
+    CalderArguments arguments = with_command(static_cast<CalderCommand>(*command));
     for (size_t i = 1; i < words.size(); ++i) {
         if (arguments.command != CalderCommand::install || words[i] != "--fax-stand-in") {
             return with_error("what is " + words[i] + "?");

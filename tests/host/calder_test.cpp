@@ -9,30 +9,16 @@
 #include "own_process.h"
 #include "run_program.h"
 #include "segment.h"
+#include "service_state.h"
 #include "temporary_folder.h"
 #include "text.h"
 
 namespace {
 
-constexpr DWORD STATE_TIMEOUT = 10000;  // milliseconds
-
-OwnedService open_service(const wchar_t* name, DWORD access) {
-    const OwnedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    return OwnedService(OpenServiceW(manager.get(), name, access));
-}
+constexpr DWORD PATIENCE = 10000;  // milliseconds
 
 bool exists(const wchar_t* name) {
     return open_service(name, SERVICE_QUERY_STATUS) != nullptr;
-}
-
-bool reaches(SC_HANDLE service, DWORD state) {
-    SERVICE_STATUS status = {};
-    const ULONGLONG deadline = GetTickCount64() + STATE_TIMEOUT;
-    while (QueryServiceStatus(service, &status) && status.dwCurrentState != state) {
-        if (GetTickCount64() > deadline) return false;
-        Sleep(10);
-    }
-    return status.dwCurrentState == state;
 }
 
 std::string configuration() {
@@ -136,7 +122,7 @@ TEST_F(Calder, LogsOneLinePerFinishedJob) {
     std::strcpy(segment.view.get()[17].szRemoteId, id.c_str());
     segment.view.get()[17].status = 4;
     const std::string expected = "unit 17: KX_STATUS_ERROR_HANGUP, remote id \"" + id + "\", pages 0\r\n";
-    const ULONGLONG deadline = GetTickCount64() + STATE_TIMEOUT;
+    const ULONGLONG deadline = GetTickCount64() + PATIENCE;
     const std::string log = utf8(service_log().path);
     while (read_text(log).find(expected) == std::string::npos && GetTickCount64() < deadline) Sleep(10);
     EXPECT_NE(std::string::npos, read_text(log).find(expected));
@@ -151,7 +137,7 @@ TEST_F(Calder, TellsAlsoAJobThatEndedInTheMomentItBeganToRun) {
     };
     std::string told;
     const OwnedThread deadline = thread_start([&stop] {
-        WaitForSingleObject(stop.get(), STATE_TIMEOUT);
+        WaitForSingleObject(stop.get(), PATIENCE);
         SetEvent(stop.get());
     });
     host_service_work(stop.get(), end_a_job, [&](std::string_view line) {

@@ -3,28 +3,13 @@
 #include "fax_file.h"
 #include "machine.h"
 #include "service_control.h"
+#include "service_state.h"
 #include "text.h"
 
 namespace {
 
-constexpr DWORD STATE_TIMEOUT = 10000;  // milliseconds
 constexpr wchar_t TEMP_FOLDER[] = L"C:\\temp";
 constexpr wchar_t FIRST_DEVICE[] = L"SOFTWARE\\Microsoft\\Fax\\Devices\\0001\\UniqueName";
-
-OwnedService open_service(const wchar_t* name) {
-    const OwnedService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    return OwnedService(OpenServiceW(manager.get(), name, SERVICE_ALL_ACCESS));
-}
-
-bool reaches(SC_HANDLE service, DWORD state) {
-    SERVICE_STATUS status = {};
-    const ULONGLONG deadline = GetTickCount64() + STATE_TIMEOUT;
-    while (QueryServiceStatus(service, &status) && status.dwCurrentState != state) {
-        if (GetTickCount64() > deadline) return false;
-        Sleep(10);
-    }
-    return status.dwCurrentState == state;
-}
 
 OwnedKey make_key(const std::wstring& path) {
     HKEY key = nullptr;
@@ -74,7 +59,7 @@ void MachineInOrder::take_apart() {
 }
 
 void MachineInOrder::start_host_service() {
-    start(open_service(SERVICE_NAME).get());
+    start(open_service(SERVICE_NAME, SERVICE_ALL_ACCESS).get());
 }
 
 std::string MachineInOrder::told(const std::string& name) {
@@ -122,7 +107,7 @@ OwnedService MachineInOrder::add_service(const wchar_t* name, const std::wstring
 }
 
 void MachineInOrder::drop_service(const wchar_t* name) {
-    const OwnedService service = open_service(name);
+    const OwnedService service = open_service(name, SERVICE_ALL_ACCESS);
     if (!service) return;
     SERVICE_STATUS status = {};
     if (ControlService(service.get(), SERVICE_CONTROL_STOP, &status)) {
