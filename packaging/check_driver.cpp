@@ -69,7 +69,7 @@ CheckResult check_driver_library(DriverLibrary& driver) {
     const std::vector<std::string> missing = missing_exports(module.get());
     if (!missing.empty()) {
         return {name, Verdict::wrong, utf8(path) + " is not the driver library: it lacks " + first_few(missing),
-                BOARD_ADVICE};
+                std::string("delete it, then: ") + BOARD_ADVICE};
     }
     driver.module = std::move(module);
 #define X(function) \

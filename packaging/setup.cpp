@@ -72,8 +72,8 @@ std::string foreign_driver(const SetupOptions& options) {
     const std::wstring driver = in_system_folder(DRIVER_FILE);
     if (!options.software_board || !is_file(driver) || is_software_board(driver)) return "";
     return utf8(driver) +
-           " is not the software board but a board's own driver library: install without --software-board, or remove "
-           "first what was installed with it";
+           " is not the software board: if a board needs it, install without --software-board (and remove first what "
+           "was installed with it), else delete it and install again";
 }
 
 // What speaks against installing, in words; empty when nothing does.

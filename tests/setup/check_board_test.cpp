@@ -109,7 +109,7 @@ void configure_board(const std::string& text) {
 
 std::string lacks(const std::string& names) {
     return std::string("wrong      driver library: ") + SYSTEM_LIBRARY + " is not the driver library: it lacks " +
-           names + "\n           " + BOARD_STEPS;
+           names + "\n           delete it, then: " + BOARD_STEPS;
 }
 
 const std::string BOARD_TELLS = "\n           the board maker's software tells the state of the boards";
