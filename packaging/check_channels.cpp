@@ -1,6 +1,7 @@
 // The channels, found, attached and reset as the provider does when it starts.
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include "check_parts.h"
 #include "program.h"
@@ -52,19 +53,42 @@ std::vector<uint32_t> find_channels(const DriverLibrary& driver) {
     return channels;
 }
 
-// What is wrong with a channel; empty when nothing is.
-std::string channel_trouble(const DriverLibrary& driver, uint32_t channel, const std::string& configuration) {
-    DornAttachRecord attach{};
-    attach.dwChannel = channel;
-    const std::unique_ptr<DornLine, LineDetacher> line(driver.DornLineAttach(&attach), {&driver});
-    if (!line) return "cannot be attached";
+struct Trial {
+    uint32_t channel;
+    std::unique_ptr<DornLine, LineDetacher> line;
+    std::string trouble;  // empty when there is none
+};
+
+std::vector<Trial> attach_channels(const DriverLibrary& driver) {
+    std::vector<Trial> trials;
+    for (const uint32_t channel : find_channels(driver)) {
+        DornAttachRecord attach{};
+        attach.dwChannel = channel;
+        DornLine* line = driver.DornLineAttach(&attach);
+        trials.push_back({channel, {line, {&driver}}, line ? "" : "cannot be attached"});
+    }
+    return trials;
+}
+
+void reset_channel(const DriverLibrary& driver, const std::string& configuration, Trial& trial) {
     DornResetRecord reset{};
     reset.szConfiguration = configuration.c_str();
-    if (driver.DornLineReset(line.get(), &reset) < 0) {
-        const char* message = driver.DornErrorMessage(line.get());
-        return "cannot be reset (" + utf8_of_ansi(message, std::strlen(message)) + ")";
+    if (driver.DornLineReset(trial.line.get(), &reset) < 0) {
+        const char* message = driver.DornErrorMessage(trial.line.get());
+        trial.trouble = "cannot be reset (" + utf8_of_ansi(message, std::strlen(message)) + ")";
+    } else if (!driver.DornLineCapCheck(trial.line.get(), CAPABILITY_FIRMWARE)) {
+        trial.trouble = "has no firmware";
     }
-    return driver.DornLineCapCheck(line.get(), CAPABILITY_FIRMWARE) ? "" : "has no firmware";
+    trial.line.reset();
+}
+
+// Side by side, as at start-up: a reset may take seconds.
+void reset_channels(const DriverLibrary& driver, const std::string& configuration, std::vector<Trial>& trials) {
+    std::vector<std::thread> threads;
+    for (Trial& trial : trials) {
+        if (trial.line) threads.emplace_back([&] { reset_channel(driver, configuration, trial); });
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 
 bool telephony_host_runs() {
@@ -78,19 +102,19 @@ CheckResult try_channels(const std::string& name, const DriverLibrary& driver, c
         return {name, Verdict::wrong, format("the driver library does not start: DornInitialize gives %d", use.error),
                 "the board maker's software tells the state of the boards"};
     }
-    const std::vector<uint32_t> channels = find_channels(driver);
-    if (channels.empty()) {
+    std::vector<Trial> trials = attach_channels(driver);
+    if (trials.empty()) {
         return {name, Verdict::wrong, "the driver library has none",
                 "the board maker's software tells the state of the boards; the software board's channels are in "
                 "softboard.ini beside calddlld.dll"};
     }
+    reset_channels(driver, configuration, trials);
     std::vector<std::string> troubles;
-    for (const uint32_t channel : channels) {
-        const std::string trouble = channel_trouble(driver, channel, configuration);
-        if (!trouble.empty()) troubles.push_back(format("channel %u ", channel) + trouble);
+    for (const Trial& trial : trials) {
+        if (!trial.trouble.empty()) troubles.push_back(format("channel %u ", trial.channel) + trial.trouble);
     }
-    if (troubles.empty()) return {name, Verdict::good, format("%zu attach and reset", channels.size()), ""};
-    return {name, Verdict::wrong, format("%zu of %zu fail: ", troubles.size(), channels.size()) + first_few(troubles),
+    if (troubles.empty()) return {name, Verdict::good, format("%zu attach and reset", trials.size()), ""};
+    return {name, Verdict::wrong, format("%zu of %zu fail: ", troubles.size(), trials.size()) + first_few(troubles),
             "the board maker's software tells the state of the boards; a reset needs the configuration file above"};
 }
 

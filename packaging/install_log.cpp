@@ -1,4 +1,5 @@
-// The notes in the registry: a line of text per change, kind|name|detail|before.
+// The notes in the registry: a line of text per change, done|kind|name|detail|before, or begun|... while it is in
+// progress. They are one value, so that a change of several of them is made as a whole.
 #include "install_log.h"
 
 #include <algorithm>
@@ -9,16 +10,20 @@
 namespace {
 
 constexpr wchar_t LOG_KEY[] = L"SOFTWARE\\Halvorsund Telephony Service Provider";
-constexpr wchar_t DONE[] = L"Done";
-constexpr wchar_t IN_PROGRESS[] = L"InProgress";
+constexpr wchar_t CHANGES[] = L"Changes";
+constexpr wchar_t DONE[] = L"done";
+constexpr wchar_t BEGUN[] = L"begun";
 
 constexpr const wchar_t* KIND_NAMES[] = {L"file",    L"replaced", L"folder",  L"key",     L"value",
                                          L"service", L"started",  L"stopped", L"provider"};
 static_assert(std::size(KIND_NAMES) == static_cast<size_t>(ChangeKind::provider) + 1);
 
-std::wstring line_of(const Change& change) {
-    return std::wstring(KIND_NAMES[static_cast<size_t>(change.kind)]) + L"|" + change.name + L"|" + change.detail +
-           L"|" + change.before;
+void add_lines(std::vector<std::wstring>& lines, const wchar_t* state, const std::vector<Change>& changes) {
+    for (const Change& change : changes) {
+        const wchar_t* kind = KIND_NAMES[static_cast<size_t>(change.kind)];
+        lines.push_back(std::wstring(state) + L"|" + kind + L"|" + change.name + L"|" + change.detail + L"|" +
+                        change.before);
+    }
 }
 
 // The text up to the next separator, which is taken off with it.
@@ -29,23 +34,14 @@ std::wstring take_field(std::wstring& line) {
     return field;
 }
 
-// Lines of a later version, of a kind that is not known here, are left out.
-std::vector<Change> changes_of(const std::vector<std::wstring>& lines) {
-    std::vector<Change> changes;
-    for (std::wstring line : lines) {
-        const std::wstring kind = take_field(line);
-        const auto* const name = std::find(std::begin(KIND_NAMES), std::end(KIND_NAMES), kind);
-        if (name == std::end(KIND_NAMES)) continue;
-        Change change = {static_cast<ChangeKind>(name - KIND_NAMES), take_field(line), take_field(line), line};
-        changes.push_back(change);
-    }
-    return changes;
-}
-
-uint32_t write_changes(HKEY key, const wchar_t* name, const std::vector<Change>& changes) {
-    std::vector<std::wstring> lines(changes.size());
-    std::transform(changes.begin(), changes.end(), lines.begin(), line_of);
-    return write_lines(key, name, lines);
+// A line of a later version, of a kind that is not known here, is left out.
+void take_line(InstallLog& log, std::wstring line) {
+    const std::wstring state = take_field(line);
+    const std::wstring kind = take_field(line);
+    const auto* const name = std::find(std::begin(KIND_NAMES), std::end(KIND_NAMES), kind);
+    if (name == std::end(KIND_NAMES)) return;
+    const Change change = {static_cast<ChangeKind>(name - KIND_NAMES), take_field(line), take_field(line), line};
+    (state == DONE ? log.done : log.in_progress).push_back(change);
 }
 
 bool concerns_the_same(const Change& one, const Change& other) {
@@ -72,8 +68,7 @@ uint32_t install_log_read(InstallLog& log) {
     const uint32_t error = open_key(LOG_KEY, KEY_READ, key);
     if (error == ERROR_FILE_NOT_FOUND) return 0;
     if (error != 0) return error;
-    log.done = changes_of(read_lines(key.get(), DONE));
-    log.in_progress = changes_of(read_lines(key.get(), IN_PROGRESS));
+    for (const std::wstring& line : read_lines(key.get(), CHANGES)) take_line(log, line);
     return 0;
 }
 
@@ -83,11 +78,11 @@ uint32_t install_log_write(const InstallLog& log) {
         return error == ERROR_FILE_NOT_FOUND ? 0 : error;
     }
     OwnedKey key;
-    uint32_t error = create_key(LOG_KEY, key);
-    // Were it cut short between the two, a change would be noted twice rather than not at all.
-    if (error == 0) error = write_changes(key.get(), DONE, log.done);
-    if (error == 0) error = write_changes(key.get(), IN_PROGRESS, log.in_progress);
-    return error;
+    if (const uint32_t error = create_key(LOG_KEY, key)) return error;
+    std::vector<std::wstring> lines;
+    add_lines(lines, DONE, log.done);
+    add_lines(lines, BEGUN, log.in_progress);
+    return write_lines(key.get(), CHANGES, lines);
 }
 
 void install_log_commit(InstallLog& log) {

@@ -102,6 +102,7 @@ UndoResult undo_started(const Change& change) {
 
 UndoResult undo_stopped(const Change& change) {
     const OwnedService service = open_service(change, SERVICE_START);
+    if (!service && GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) return {};
     if (StartServiceW(service.get(), 0, nullptr) || GetLastError() == ERROR_SERVICE_ALREADY_RUNNING) {
         return {Undone::yes, "started the service " + utf8(change.name) + " again"};
     }

@@ -1,4 +1,7 @@
 // What check tells of the board's side: the configuration, the driver library, the channels.
+#include <atomic>
+#include <mutex>
+
 #include "calddlld.h"
 #include "fax_file.h"
 #include "harness/import_table.h"
@@ -20,10 +23,19 @@ struct CountingBoard {
     int initialise_result = 0;
     int reset_result = 0;
     int up = 0;
-    int attached = 0;
-    int resets = 0;
+    std::atomic<int> attached = 0;
+    std::atomic<int> resets = 0;
+    int resets_awaited = 0;  // a reset goes on when so many have begun
+    std::mutex lock;
     std::string configuration;
     uint32_t last_module = 0;
+
+    void clear() {
+        initialise_result = reset_result = up = resets_awaited = 0;
+        attached = resets = 0;
+        configuration.clear();
+        last_module = 0;
+    }
 } board;
 
 int start_board() {
@@ -59,8 +71,11 @@ int detach(DornLine*, DornAttachRecord*) {
 
 int reset(DornLine*, DornResetRecord* record) {
     ++board.resets;
+    const ULONGLONG deadline = GetTickCount64() + 10000;
+    while (board.resets < board.resets_awaited && GetTickCount64() < deadline) SwitchToThread();
+    const std::lock_guard<std::mutex> guard(board.lock);
     board.configuration = record->szConfiguration;
-    return board.reset_result;
+    return board.resets < board.resets_awaited ? -1 : board.reset_result;
 }
 
 int has_capability(DornLine*, int capability) {
@@ -92,7 +107,7 @@ void* address(Function* function) {
 }
 
 void replace_board(Replaced& replaced) {
-    board = {};
+    board.clear();
     replaced.found("DornInitialize", address(start_board));
     replaced.found("DornShutdown", address(stop_board));
     replaced.found("DornModuleInfo", address(tell_module));
@@ -325,6 +340,14 @@ TEST_F(Check, AsksALibraryThatKnowsMoreModulesForThem) {
     replaced->found("_dorn_pkt_version_exp", &more);
     EXPECT_EQ("ok         channels: 2 attach and reset", told("channels"));
     EXPECT_EQ(254u, board.last_module);
+}
+
+TEST_F(Check, ResetsTheChannelsSideBySide) {
+    replace_board(*replaced);
+    uint32_t more = 1;
+    replaced->found("_dorn_pkt_version_exp", &more);
+    board.resets_awaited = 2;
+    EXPECT_EQ("ok         channels: 2 attach and reset", told("channels"));
 }
 
 TEST_F(Check, AnnouncesTheInterfaceVersionLikeTheProvider) {

@@ -36,7 +36,7 @@ class SetupFailures : public SetupFixture {
         lines.erase(std::remove_if(lines.begin(), lines.end(),
                                    [](const std::string& line) {
                                        return line.find(".old") != std::string::npos ||
-                                              line.find(" Done: ") != std::string::npos;
+                                              line.find(" Changes: ") != std::string::npos;
                                    }),
                     lines.end());
         return lines;
@@ -101,6 +101,21 @@ TEST_F(SetupFailures, ThatCutAnUpgradeShortAreMadeGoodByTheNextInstallation) {
         EXPECT_EQ(SETUP_GOOD, remove().status);
         install();
         EXPECT_TRUE(same(before, state()));
+        make_package(2);
+    });
+}
+
+TEST_F(SetupFailures, ThatCutAnUpgradeShortAreUndoneAlsoWhenItsServicesAreGone) {
+    const Lines before = machine.snapshot();
+    install();
+    make_package(2);
+    with_every_call_failing(true, [&](const SetupOutcome&) {
+        machine.services.clear();
+        const SetupOutcome outcome = remove();
+        EXPECT_EQ(SETUP_GOOD, outcome.status) << outcome.error;
+        EXPECT_TRUE(same(before, machine.snapshot()));
+        make_package(1);
+        install();
         make_package(2);
     });
 }
