@@ -20,7 +20,9 @@ bool says(const std::string& text, const std::string& part) {
 
 class SetupProgram : public testing::Test {
   protected:
-    void TearDown() override { qorvsetup("remove"); }
+    // The host service of other tests may be there.
+    void SetUp() override { EXPECT_EQ(0u, run_program(CALDER, "remove").exit_status); }
+    void TearDown() override { EXPECT_EQ(0u, qorvsetup("remove").exit_status); }
 };
 
 TEST_F(SetupProgram, InstallsATrialThatWorksAndRemovesItAgain) {
