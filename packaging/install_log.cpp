@@ -1,4 +1,4 @@
-// The notes in the registry: a line of text per change, done|kind|name|detail|before, or begun|... while it is in
+// The notes in the registry: a line of text per change, done|kind|name|detail|before|put, or begun|... while it is in
 // progress. They are one value, so that a change of several of them is made as a whole.
 #include "install_log.h"
 
@@ -22,7 +22,7 @@ void add_lines(std::vector<std::wstring>& lines, const wchar_t* state, const std
     for (const Change& change : changes) {
         const wchar_t* kind = KIND_NAMES[static_cast<size_t>(change.kind)];
         lines.push_back(std::wstring(state) + L"|" + kind + L"|" + change.name + L"|" + change.detail + L"|" +
-                        change.before);
+                        change.before + L"|" + change.put);
     }
 }
 
@@ -40,7 +40,8 @@ void take_line(InstallLog& log, std::wstring line) {
     const std::wstring kind = take_field(line);
     const auto* const name = std::find(std::begin(KIND_NAMES), std::end(KIND_NAMES), kind);
     if (name == std::end(KIND_NAMES)) return;
-    const Change change = {static_cast<ChangeKind>(name - KIND_NAMES), take_field(line), take_field(line), line};
+    const Change change = {static_cast<ChangeKind>(name - KIND_NAMES), take_field(line), take_field(line),
+                           take_field(line), take_field(line)};
     (state == DONE ? log.done : log.in_progress).push_back(change);
 }
 
@@ -57,7 +58,12 @@ Change& find_or_add(std::vector<Change>& changes, const Change& change) {
 }
 
 void add_file(std::vector<Change>& changes, const std::wstring& path) {
-    find_or_add(changes, {ChangeKind::file, path, L"", L""}).detail = file_fingerprint(path);
+    find_or_add(changes, {ChangeKind::file, path}).detail = file_fingerprint(path);
+}
+
+void add_value(std::vector<Change>& changes, const Change& change) {
+    const MachineKey key = machine_key(change.name);
+    find_or_add(changes, change).put = text_form(read_value(key.key.get(), change.detail));
 }
 
 }  // namespace
@@ -91,6 +97,8 @@ void install_log_commit(InstallLog& log) {
         if (change.kind == ChangeKind::replaced) add_file(log.done, change.detail);
         if (change.kind == ChangeKind::replaced || change.kind == ChangeKind::file) {
             add_file(log.done, change.name);
+        } else if (change.kind == ChangeKind::value) {
+            add_value(log.done, change);
         } else {
             find_or_add(log.done, change);
         }

@@ -11,7 +11,7 @@ enum class ChangeKind {
     replaced,  // a file put over another one; detail: the path at which that is kept
     folder,    // made
     key,       // made, under HKEY_LOCAL_MACHINE
-    value,     // of the key `name`; detail: its name; before: RegistryValue in text form, empty when it is new
+    value,     // of the key `name`; detail: its name; before and put: RegistryValue in text form, before empty when new
     service,   // registered
     started,   // a service that did not run
     stopped,   // a service that ran
@@ -21,8 +21,9 @@ enum class ChangeKind {
 struct Change {
     ChangeKind kind;
     std::wstring name;
-    std::wstring detail;
-    std::wstring before;
+    std::wstring detail = L"";
+    std::wstring before = L"";
+    std::wstring put = L"";  // of a value, empty while the installation is in progress
 };
 
 struct InstallLog {

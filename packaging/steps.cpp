@@ -35,7 +35,7 @@ std::wstring backup_path(const std::wstring& path) {
 
 bool move_away(Installation& installation, const std::wstring& path) {
     const std::wstring backup = backup_path(path);
-    if (!note(installation, {ChangeKind::replaced, path, backup, L""})) return false;
+    if (!note(installation, {ChangeKind::replaced, path, backup})) return false;
     return MoveFileExW(path.c_str(), backup.c_str(), 0) ||
            failed(installation, "renaming " + utf8(path), GetLastError());
 }
@@ -44,7 +44,7 @@ bool make_key(Installation& installation, const std::wstring& path) {
     if (path.empty() || key_exists(path)) return true;
     const size_t parent = path.find_last_of(L'\\');
     if (!make_key(installation, parent == std::wstring::npos ? L"" : path.substr(0, parent))) return false;
-    if (!note(installation, {ChangeKind::key, path, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::key, path})) return false;
     OwnedKey key;
     const uint32_t error = create_key(path, key);
     return error == 0 || failed(installation, "creating the registry key HKLM\\" + utf8(path), error);
@@ -64,7 +64,7 @@ bool put_service(Installation& installation, const wchar_t* name,
         return true;
     }
     const OwnedService manager = open_manager(installation);
-    if (!manager || !note(installation, {ChangeKind::service, name, L"", L""})) return false;
+    if (!manager || !note(installation, {ChangeKind::service, name})) return false;
     if (!create(manager.get())) {
         return failed(installation, "registering the service " + utf8(name), GetLastError());
     }
@@ -98,7 +98,7 @@ bool wait_until_running(Installation& installation, SC_HANDLE service) {
 bool put_file(Installation& installation, const std::wstring& source, const std::wstring& target) {
     const bool exists = is_file(target);
     if (exists && same_files(source, target)) return true;
-    if (exists ? !move_away(installation, target) : !note(installation, {ChangeKind::file, target, L"", L""})) {
+    if (exists ? !move_away(installation, target) : !note(installation, {ChangeKind::file, target})) {
         return false;
     }
     if (!CopyFileW(source.c_str(), target.c_str(), TRUE)) {
@@ -110,7 +110,7 @@ bool put_file(Installation& installation, const std::wstring& source, const std:
 
 bool put_configuration(Installation& installation, const std::string& content, const std::wstring& target) {
     if (is_file(target)) return true;
-    if (!note(installation, {ChangeKind::file, target, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::file, target})) return false;
     const OwnedHandle file =
         owned_file(CreateFileW(target.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
@@ -123,7 +123,7 @@ bool put_configuration(Installation& installation, const std::string& content, c
 
 bool make_folder(Installation& installation, const std::wstring& path) {
     if (is_folder(path)) return true;
-    if (!note(installation, {ChangeKind::folder, path, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::folder, path})) return false;
     return CreateDirectoryW(path.c_str(), nullptr) ||
            failed(installation, "making the folder " + utf8(path), GetLastError());
 }
@@ -159,7 +159,7 @@ bool stop_host_service_of(Installation& installation, const std::wstring& progra
     const OwnedService service = open_host_service(SERVICE_STOP);
     if (!service) return failed(installation, "opening the service calder", GetLastError());
     if (state_of(service.get()) == SERVICE_STOPPED) return true;
-    if (!note(installation, {ChangeKind::stopped, SERVICE_NAME, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::stopped, SERVICE_NAME})) return false;
     if (host_service_stop(service.get())) return true;
     installation.error = "the service calder does not stop";
     return false;
@@ -169,7 +169,7 @@ bool start_host_service(Installation& installation) {
     const OwnedService service = open_host_service(SERVICE_START);
     if (!service) return failed(installation, "opening the service calder", GetLastError());
     if (state_of(service.get()) == SERVICE_RUNNING) return true;
-    if (!note(installation, {ChangeKind::started, SERVICE_NAME, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::started, SERVICE_NAME})) return false;
     if (!StartServiceW(service.get(), 0, nullptr) && GetLastError() != ERROR_SERVICE_ALREADY_RUNNING) {
         return failed(installation, "starting the service calder", GetLastError());
     }
@@ -195,7 +195,7 @@ bool add_to_telephony(Installation& installation, const std::wstring& file_name,
         return false;
     }
     if (find_provider(list, file_name)) return true;
-    if (!note(installation, {ChangeKind::provider, file_name, L"", L""})) return false;
+    if (!note(installation, {ChangeKind::provider, file_name})) return false;
     if (const LONG error = telephony_add(file_name)) {
         installation.error = "telephony did not take the provider: " + telephony_error(error) +
                              "; the application event log may tell why";

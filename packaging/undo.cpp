@@ -69,11 +69,15 @@ UndoResult undo_key(const Change& change) {
     return {Undone::yes, "removed the registry key HKLM\\" + utf8(change.name)};
 }
 
+// As with files: later only what was installed.
 UndoResult undo_value(const Change& change) {
     OwnedKey key;
     uint32_t error = open_key(change.name, KEY_READ | KEY_WRITE, key);
     if (error == ERROR_FILE_NOT_FOUND) return {};
     const std::string what = "the registry value " + utf8(change.detail) + " of HKLM\\" + utf8(change.name);
+    if (error == 0 && !change.put.empty() && text_form(read_value(key.get(), change.detail)) != change.put) {
+        return {Undone::left, what + " stays: it is not what was installed any more"};
+    }
     if (error == 0) error = write_value(key.get(), change.detail, registry_value_of(change.before));
     if (error != 0) return failed("restoring " + what, error);
     return {Undone::yes, (change.before.empty() ? "removed " : "restored ") + what};

@@ -57,6 +57,7 @@ TEST_F(MakeCall, MeetsTheLinesThread) {
                                                        "LINE_ADDRESSSTATE(HTLINE1, 0, 0x0, NUMCALLS, 0x0)",
                                                        "ReleaseMutex(LOCK)",
                                                    }));
+    EXPECT_TRUE(comes("WaitForSingleObject(RING_DET_WAIT, INFINITE)"));
     EXPECT_TRUE(reads_in_order(all_of(TRACE | WINDOWS),
                                {"ResetEvent(RING_DET_WAIT)", "SetEvent(WORKER_IDLE)", "[4] Ring_det received alert",
                                 "WaitForSingleObject(RING_DET_WAIT, INFINITE)"}));

@@ -48,6 +48,23 @@ TEST_F(Remove, PutsValuesBackThatWereThereBefore) {
     EXPECT_TRUE(same(before, machine.snapshot()));
 }
 
+TEST_F(Remove, LeavesAValueThatAnAdministratorHasSetSince) {
+    install();
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services\\caldservice\\Parameters", L"kxcall",
+                    REG_SZ, L"C:\\own.cfg", 22);
+    const SetupOutcome outcome = remove();
+    EXPECT_EQ(SETUP_GOOD, outcome.status) << outcome.error;
+    EXPECT_TRUE(contains(machine.snapshot(), "kxcall: type 1 C:\\own.cfg"));
+    EXPECT_TRUE(contains(outcome.lines, "Parameters stays: it is not what was installed any more"));
+}
+
+TEST_F(Remove, LeavesAValueThatAnAdministratorHasTakenAway) {
+    install();
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services\\caldservice\\Parameters", L"kxcall");
+    EXPECT_EQ(SETUP_GOOD, remove().status);
+    EXPECT_FALSE(contains(machine.snapshot(), "caldservice"));
+}
+
 TEST_F(Remove, LeavesConfigurationThatWasEdited) {
     install();
     machine.write("system\\softboard.ini", "edited");
