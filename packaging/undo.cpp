@@ -22,10 +22,15 @@ bool is_in_use(uint32_t error) {
     return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED || error == ERROR_USER_MAPPED_FILE;
 }
 
+// A file that came from a read-only medium is read-only, too.
+bool delete_even_read_only(const std::wstring& path) {
+    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+    return DeleteFileW(path.c_str()) != FALSE;
+}
+
 UndoResult delete_file(const std::wstring& path) {
     if (!is_file(path)) return {};
-    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-    if (DeleteFileW(path.c_str())) return {Undone::yes, "removed " + utf8(path)};
+    if (delete_even_read_only(path)) return {Undone::yes, "removed " + utf8(path)};
     const uint32_t error = GetLastError();
     if (!is_in_use(error)) return failed("removing " + utf8(path), error);
     return {Undone::no, utf8(path) + " is in use (" + windows_error(error) +
@@ -150,7 +155,7 @@ void undo_changes(InstallLog& log, std::vector<Change>& changes, std::vector<std
 void discard_replaced(InstallLog& log, const std::vector<Change>& changes, std::vector<std::string>& lines) {
     for (const Change& change : changes) {
         if (change.kind != ChangeKind::replaced) continue;
-        if (DeleteFileW(change.detail.c_str())) {
+        if (delete_even_read_only(change.detail)) {
             const auto is_note = [&](const Change& note) { return note.name == change.detail; };
             log.done.erase(std::remove_if(log.done.begin(), log.done.end(), is_note), log.done.end());
             continue;

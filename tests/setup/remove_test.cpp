@@ -24,6 +24,20 @@ TEST_F(Remove, LeavesTheMachineAsItWasAlsoAfterAnUpgrade) {
     EXPECT_TRUE(same(before, machine.snapshot()));
 }
 
+TEST_F(Remove, LeavesTheMachineAsItWasAlsoAfterAnUpgradeFromReadOnlyMedia) {
+    const Lines before = machine.snapshot();
+    const std::wstring source = machine.path("package\\qorvtsp.tsp");
+    for (int version : {1, 2}) {
+        make_package(version);
+        SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_READONLY);
+        EXPECT_EQ(SETUP_GOOD, install(false, false).status);
+        EXPECT_FALSE(contains(machine.snapshot(), ".old"));
+        SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_NORMAL);
+    }
+    EXPECT_EQ(SETUP_GOOD, remove().status);
+    EXPECT_TRUE(same(before, machine.snapshot()));
+}
+
 TEST_F(Remove, TakesTheProviderOffTelephonyBeforeItsFilesGo) {
     install();
     const Lines lines = remove().lines;
