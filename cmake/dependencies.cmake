@@ -1,5 +1,5 @@
-# The libraries that scripts/bootstrap.sh has cross-built, as imported targets: qorv::ace, qorv::tiff, qorv::spandsp; and
-# GoogleTest, built here from its Debian source package: GTest::gtest, GTest::gmock and their _main forms.
+# The libraries that scripts/bootstrap.sh has cross-built, as imported targets: qorv::ace, qorv::tiff, qorv::spandsp and,
+# for the benchmarks, qorv::benchmark; and GoogleTest, built here from its Debian source package: GTest::gtest, GTest::gmock and their _main forms.
 
 # The same folder as in scripts/paths.sh: named after the pins, in a cache outside the tree.
 file(SHA256 ${CMAKE_SOURCE_DIR}/scripts/third-party.pins qorv_key)
@@ -40,6 +40,10 @@ qorv_import(spandsp libspandsp.a)
 # See build_spandsp in scripts/bootstrap.sh for why its users need this header in front of everything.
 target_compile_options(qorv::spandsp INTERFACE "SHELL:-include \"${qorv_deps}/include/spandsp-mingw.h\"")
 target_link_libraries(qorv::spandsp INTERFACE qorv::tiff ws2_32)
+
+qorv_import(benchmark libbenchmark.a)
+set_target_properties(qorv::benchmark PROPERTIES INTERFACE_COMPILE_DEFINITIONS BENCHMARK_STATIC_DEFINE)
+target_link_libraries(qorv::benchmark INTERFACE shlwapi)
 
 # GoogleTest comes as sources. Its own warnings are its own affair.
 # A build needs no Wine: test programs are asked for their tests when ctest starts.

@@ -273,6 +273,17 @@ build_spandsp() {
     cp COPYING "$stage/licences/spandsp.txt"
 }
 
+# The benchmarks alone are linked with it, and they are not shipped: its licence does not go where the others' go.
+build_benchmark() {
+    cmake -S "$build/benchmark" -B "$build/benchmark-build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_TOOLCHAIN_FILE="$qorv_root/cmake/mingw-w64.cmake" -DCMAKE_CXX_FLAGS="$same_anywhere" \
+        -DCMAKE_INSTALL_PREFIX="$stage" -DCMAKE_INSTALL_LIBDIR=lib -DBENCHMARK_ENABLE_TESTING=OFF \
+        -DBENCHMARK_ENABLE_GTEST_TESTS=OFF -DBENCHMARK_ENABLE_WERROR=OFF
+    cmake --build "$build/benchmark-build" --target benchmark
+    cp "$build/benchmark-build/src/libbenchmark.a" "$stage/lib/"
+    cp -r "$build/benchmark/include/benchmark" "$stage/include/"
+}
+
 build_dependencies() {
     local name
     mkdir -p "$downloads"
@@ -281,8 +292,8 @@ build_dependencies() {
     # For every compiler: __FILE__ names no folder of this machine, so that a library is the same wherever it was built.
     same_anywhere=-ffile-prefix-map=$build/=
     mkdir -p "$stage/lib" "$stage/include/ace" "$stage/licences"
-    for name in ace tiff spandsp; do fetch "$name"; done
-    for name in tiff spandsp ace; do
+    for name in ace tiff spandsp benchmark; do fetch "$name"; done
+    for name in tiff spandsp benchmark ace; do
         say "building $name $(pin "$name" version)"
         unpack "$name"
         logged "$name" "build_$name"
