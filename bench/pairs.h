@@ -1,0 +1,35 @@
+// Small figures, each measured side by side with its floor by Google Benchmark: many short runs of all of them in
+// random order, of which the median counts, so that the machine's moods hit a figure and its floor alike.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include "results.h"
+
+struct Pair {
+    std::string name;
+    std::optional<double> goal = std::nullopt;  // times the floor
+    std::string note = "";
+};
+
+// The pairs to be run next, by name.
+void remember_pair(const Pair& pair);
+
+template <class Body>
+void add_run(const std::string& name, Body body) {
+    benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) {
+        for (auto _ : state) body();
+    })->UseRealTime();
+}
+
+// Figure and floor are what is measured once; their time is the one on the wall.
+template <class Figure, class Floor>
+void add_pair(const Pair& pair, Figure figure, Floor floor) {
+    remember_pair(pair);
+    add_run(pair.name + "/figure", figure);
+    add_run(pair.name + "/floor", floor);
+}
+
+// Runs the pairs that have been added, writes a row for each and forgets them. `words` are options for Google
+// Benchmark.
+void run_pairs(const Results& results, const std::vector<std::string>& words);
