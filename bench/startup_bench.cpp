@@ -1,0 +1,195 @@
+// Start-up with every channel that there can be, against one reset and the threads that make the resets; what a started
+// and an open line hold; and whether anything stays behind a shutdown.
+#include <process.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "calddlld.h"
+#include "own_process.h"
+#include "provider_under_test.h"
+#include "results.h"
+#include "text.h"
+
+namespace {
+
+constexpr double GOAL = 1.2;
+constexpr unsigned THREAD_STACK_SIZE = 16384;  // as the provider's
+constexpr DWORD THREAD_END_TIMEOUT = 60000;    // milliseconds
+constexpr double GROWN_KILOBYTES = 1;  // a round; what Windows makes once, somewhere in the rounds, is no growth
+constexpr double GROWN_HANDLES = 0.1;
+constexpr uint32_t RESET_DURATIONS[] = {0, 50, 500};
+
+double milliseconds_since(int64_t ticks) {
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    return 1000.0 * static_cast<double>(ticks_now() - ticks) / static_cast<double>(frequency.QuadPart);
+}
+
+// ---- time
+// ------------------------------------------------------------------------------------------------------------
+
+double start_up_time(const ProviderUnderTest& provider) {
+    const int64_t before = ticks_now();
+    start_provider(provider);
+    return milliseconds_since(before);
+}
+
+double reset_time(const ProviderUnderTest& provider) {
+    DornAttachRecord attach{};
+    DornResetRecord reset{};
+    DornLine* line = find_function<decltype(&::DornLineAttach)>(provider.board_module, "DornLineAttach")(&attach);
+    const int64_t before = ticks_now();
+    find_function<decltype(&::DornLineReset)>(provider.board_module, "DornLineReset")(line, &reset);
+    return milliseconds_since(before);
+}
+
+struct IdleThreads {
+    std::atomic<uint32_t> left;
+    OwnedHandle done{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+};
+
+void __cdecl idle_thread(void* argument) {
+    auto& threads = *static_cast<IdleThreads*>(argument);
+    if (--threads.left == 0) SetEvent(threads.done.get());
+}
+
+// Threads that do nothing, started one after another and waited for as the provider waits for its resets.
+double idle_threads_time(uint32_t count) {
+    static IdleThreads threads;
+    threads.left = count;
+    ResetEvent(threads.done.get());
+    const int64_t before = ticks_now();
+    for (uint32_t i = 0; i < count; ++i) _beginthread(idle_thread, THREAD_STACK_SIZE, &threads);
+    WaitForSingleObject(threads.done.get(), INFINITE);
+    return milliseconds_since(before);
+}
+
+// A thread says that it is done a moment before it is gone.
+void wait_for_own_threads(DWORD count) {
+    if (!wait_for_threads(count, THREAD_END_TIMEOUT)) give_up("threads of the provider stay behind");
+}
+
+void measure_time(const ProviderUnderTest& provider, const Results& results, unsigned repetitions) {
+    const DWORD threads = process_counts().threads;
+    std::vector<double> start_up[std::size(RESET_DURATIONS)];
+    std::vector<double> reset[std::size(RESET_DURATIONS)];
+    std::vector<double> idle_threads;
+    const uint32_t lines = provider.board->channels;
+    for (unsigned repetition = 0; repetition < repetitions; ++repetition) {
+        for (size_t i = 0; i < std::size(RESET_DURATIONS); ++i) {
+            provider.board->reset_duration = RESET_DURATIONS[i];
+            start_up[i].push_back(start_up_time(provider));
+            shut_provider_down(provider);
+            wait_for_own_threads(threads);
+            reset[i].push_back(reset_time(provider));
+            idle_threads.push_back(idle_threads_time(lines));
+            wait_for_own_threads(threads);
+        }
+    }
+    for (size_t i = 0; i < std::size(RESET_DURATIONS); ++i) {
+        const double one_reset = median(reset[i]);
+        const double all_threads = median(idle_threads);
+        results.add({format("start-up with %u lines, a reset of %u ms", lines, RESET_DURATIONS[i]), "ms",
+                     median(start_up[i]), std::max(one_reset, all_threads), GOAL,
+                     one_reset > all_threads ? "floor: one reset" : "floor: threads that do nothing"});
+    }
+    provider.board->reset_duration = 0;
+}
+
+// ---- memory and handles
+// ----------------------------------------------------------------------------------------------
+
+struct Holdings {
+    double kilobytes;
+    double handles;
+};
+
+// Committed memory that is nobody else's. Counted region by region, because Wine's GetProcessMemoryInfo has no figure
+// for it.
+double private_kilobytes() {
+    size_t bytes = 0;
+    const uint8_t* address = nullptr;
+    MEMORY_BASIC_INFORMATION region;
+    while (VirtualQuery(address, &region, sizeof region) != 0) {
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
+        address = static_cast<const uint8_t*>(region.BaseAddress) + region.RegionSize;
+    }
+    return static_cast<double>(bytes) / 1024;
+}
+
+Holdings holdings() {
+    return {private_kilobytes(), static_cast<double>(process_counts().handles)};
+}
+
+void CALLBACK on_event(HTAPILINE htLine, HTAPICALL, DWORD dwMsg, DWORD_PTR, DWORD_PTR dwParam2, DWORD_PTR) {
+    take_new_call(htLine, dwMsg, dwParam2);
+}
+
+void add_per_line(const Results& results, const char* what, const Holdings& before, const Holdings& after,
+                  uint32_t lines) {
+    const std::string note = format("over %u lines; the board's own is left out", lines);
+    results.add({format("memory of %s", what), "KB", (after.kilobytes - before.kilobytes) / lines, std::nullopt,
+                 std::nullopt, note});
+    results.add({format("handles of %s", what), "handles", (after.handles - before.handles) / lines, std::nullopt,
+                 std::nullopt, note});
+}
+
+// Leaves the provider shut down.
+void measure_lines(const ProviderUnderTest& provider, const Results& results, uint32_t open_lines) {
+    const DWORD threads = process_counts().threads;
+    const Holdings before = holdings();
+    start_provider(provider);
+    wait_for_own_threads(threads);
+    const Holdings started = holdings();
+    add_per_line(results, "a started line", before, started, provider.board->channels);
+
+    std::vector<HDRVLINE> lines;
+    while (lines.size() < open_lines)
+        lines.push_back(open_line(provider, static_cast<uint32_t>(lines.size()), on_event));
+    add_per_line(results, "an open line", started, holdings(), open_lines);
+    for (HDRVLINE line : lines)
+        if (provider.tspi->lineClose(line) != 0) give_up("a line cannot be closed");
+    wait_for_own_threads(threads);
+    shut_provider_down(provider);
+}
+
+// ---- rounds
+// ----------------------------------------------------------------------------------------------------------
+
+void measure_rounds(const ProviderUnderTest& provider, const Results& results, uint32_t lines) {
+    constexpr int SETTLED = 10;
+    constexpr int ROUNDS = 100;
+    provider.board->make_channels(lines);
+    const DWORD threads = process_counts().threads;
+    Holdings settled{};
+    for (int round = 1; round <= ROUNDS; ++round) {
+        start_provider(provider);
+        wait_for_own_threads(threads);
+        shut_provider_down(provider);
+        if (round == SETTLED) settled = holdings();
+    }
+    const Holdings end = holdings();
+    constexpr double COUNTED = ROUNDS - SETTLED;
+    const std::string note =
+        format("over the rounds %d to %d of start-up and shutdown, %u lines", SETTLED + 1, ROUNDS, lines);
+    results.add({"memory grown by a round", "KB", (end.kilobytes - settled.kilobytes) / COUNTED, std::nullopt,
+                 GROWN_KILOBYTES, note});
+    results.add({"handles grown by a round", "handles", (end.handles - settled.handles) / COUNTED, std::nullopt,
+                 GROWN_HANDLES, note});
+}
+
+}  // namespace
+
+int main() {
+    BenchArguments arguments;
+    const Results results(arguments, "startup");
+    const uint32_t lines = arguments.take_number("--lines", BENCH_CHANNELS);
+    const unsigned repetitions = arguments.take_number("--repetitions", 3);
+    const ProviderUnderTest provider = load_provider(lines);
+    measure_time(provider, results, repetitions);
+    measure_lines(provider, results, std::min(lines, arguments.take_number("--open-lines", BENCH_CHANNELS)));
+    measure_rounds(provider, results, std::min(lines, 64u));
+    ExitProcess(0);
+}
