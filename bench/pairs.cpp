@@ -18,7 +18,7 @@ class Medians : public benchmark::BenchmarkReporter {
 };
 
 void initialise(const std::vector<std::string>& words) {
-    std::vector<std::string> arguments = {"bench", "--benchmark_repetitions=101", "--benchmark_min_time=0.002",
+    std::vector<std::string> arguments = {"bench", "--benchmark_repetitions=51", "--benchmark_min_time=0.01",
                                           "--benchmark_enable_random_interleaving=true"};
     arguments.insert(arguments.end(), words.begin(), words.end());
     std::vector<char*> pointers;

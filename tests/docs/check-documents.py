@@ -13,7 +13,7 @@ import textwrap
 import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-SOURCE_FOLDERS = ["board", "host", "include", "packaging", "service", "tests", "tsp"]
+SOURCE_FOLDERS = ["bench", "board", "host", "include", "packaging", "service", "tests", "tsp"]
 LITERAL = r'"((?:[^"\\]|\\.)*)"'
 complaints = []
 
@@ -153,7 +153,7 @@ def main(compiler, *programs):
     sources = [path.as_posix() for path in files("*.cpp", "*.h", "*.py")]
     targets = {target for path in [ROOT / "CMakeLists.txt", *files("CMakeLists.txt")]
                for target in re.findall(r"\badd_\w+\((\w+)", path.read_text(encoding="utf-8"))}
-    shipped = [path for path in files("*.cpp", "*.h") if path.relative_to(ROOT).parts[0] != "tests"]
+    shipped = [path for path in files("*.cpp", "*.h") if path.relative_to(ROOT).parts[0] not in ["bench", "tests"]]
     literals = "\n".join(literal.replace('\\"', '"').replace("\\\\", "\\")
                          for path in shipped for literal in re.findall(LITERAL, joined(path)))
     texts = documents()
