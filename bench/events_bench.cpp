@@ -105,14 +105,19 @@ void measure_rings(const Results& results, const std::vector<HDRVLINE>& lines) {
 // ---- report to shared segment
 // ----------------------------------------------------------------------------------------
 
-const volatile FaxStatusBlock* gRecord;
+FaxSegment gSegment;
+uint32_t gUnit = 0;
 std::atomic<uint32_t> gPagesBefore{0};
 std::atomic<int64_t> gChangedAt{0};
+
+uint32_t page_count() {
+    return gSegment.records[gUnit].dwPageCount;
+}
 
 // The provider asks about a trace line right behind its write to the record.
 void watch_record(int) {
     int64_t never = 0;
-    if (gRecord->dwPageCount != gPagesBefore) gChangedAt.compare_exchange_strong(never, ticks_now());
+    if (page_count() != gPagesBefore) gChangedAt.compare_exchange_strong(never, ticks_now());
 }
 
 void send_command(HDRVLINE hdLine, TspCmdBlock& block) {
@@ -139,10 +144,9 @@ void begin_reception(HDRVLINE hdLine, uint32_t index) {
 }
 
 void measure_reports(const Results& results, HDRVLINE hdLine, uint32_t index, unsigned samples) {
-    FaxSegment segment;
-    if (const uint32_t error = fax_segment_open(segment))
+    if (const uint32_t error = fax_segment_open(gSegment))
         give_up("the shared segment cannot be read, " + windows_error(error));
-    gRecord = &segment.records[index];
+    gUnit = index;
     begin_reception(hdLine, index);
 
     std::vector<double> from_frame;
@@ -150,7 +154,7 @@ void measure_reports(const Results& results, HDRVLINE hdLine, uint32_t index, un
     std::vector<double> floor;
     for (unsigned sample = 0; sample < samples; ++sample) {
         floor.push_back(gHandOver->sample());
-        gPagesBefore = gRecord->dwPageCount;
+        gPagesBefore = page_count();
         gChangedAt = 0;
         gProvider.board->on_question = watch_record;
         const PageEndTicks reported = gProvider.board->end_page(index);

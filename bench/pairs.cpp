@@ -22,6 +22,7 @@ void initialise(const std::vector<std::string>& words) {
                                           "--benchmark_enable_random_interleaving=true"};
     arguments.insert(arguments.end(), words.begin(), words.end());
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size());
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     int count = static_cast<int>(pointers.size());
     benchmark::Initialize(&count, pointers.data());

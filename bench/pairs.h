@@ -16,7 +16,7 @@ struct Pair {
 void remember_pair(const Pair& pair);
 
 template <class Body>
-void add_run(const std::string& name, Body body) {
+void add_run(const std::string& name, const Body& body) {
     benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) {
         for (auto _ : state) body();
     })->UseRealTime();
@@ -24,7 +24,7 @@ void add_run(const std::string& name, Body body) {
 
 // Figure and floor are what is measured once; their time is the one on the wall.
 template <class Figure, class Floor>
-void add_pair(const Pair& pair, Figure figure, Floor floor) {
+void add_pair(const Pair& pair, const Figure& figure, const Floor& floor) {
     remember_pair(pair);
     add_run(pair.name + "/figure", figure);
     add_run(pair.name + "/floor", floor);

@@ -28,8 +28,8 @@ void CALLBACK on_event(HTAPILINE htLine, HTAPICALL, DWORD dwMsg, DWORD_PTR dwPar
 HDRVCALL call_on_line(HDRVLINE hdLine, uint32_t index) {
     gProvider.board->ring(index);
     WaitForSingleObject(gOffered, INFINITE);
-    const LONG request = static_cast<LONG>(index + 1);
-    if (gProvider.tspi->lineAnswer(request, call_on(hdLine), nullptr, 0) != request) give_up("a call is not answered");
+    constexpr LONG REQUEST = 1;
+    if (gProvider.tspi->lineAnswer(REQUEST, call_on(hdLine), nullptr, 0) != REQUEST) give_up("a call is not answered");
     return call_on(hdLine);
 }
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -56,5 +57,5 @@ double quantile(std::vector<double> samples, double part) {
     if (samples.empty()) give_up("a quantile of no samples");
     std::sort(samples.begin(), samples.end());
     const auto last = static_cast<double>(samples.size() - 1);
-    return samples[static_cast<size_t>(part * last + 0.5)];
+    return samples[static_cast<size_t>(std::lround(part * last))];
 }
