@@ -49,6 +49,7 @@ void get_call_status(HDRVCALL hdCall) {
 void get_call_info(HDRVCALL hdCall) {
     CallInfo info;
     info.record.dwTotalSize = sizeof info;
+    info.record.dwUsedSize = LINECALLINFO_SIZE;
     if (gProvider.tspi->lineGetCallInfo(hdCall, &info.record) != 0) give_up("TSPI_lineGetCallInfo has failed");
     if (info.record.dwCallerIDNameSize == 0) give_up("the call has lost its parties");
 }

@@ -104,8 +104,8 @@ void measure_time(const ProviderUnderTest& provider, const Results& results, uns
 // ----------------------------------------------------------------------------------------------
 
 struct Holdings {
-    double resident;   // KB, what is really in use; a thread's stack counts as far as it has been touched
-    double committed;  // KB, private, what the heaps have taken; comes back to the byte when nothing is left behind
+    double resident;   // KB
+    double committed;  // KB, private: what the heaps have taken; comes back to the byte when nothing is left behind
     double handles;
 };
 
@@ -144,32 +144,58 @@ void CALLBACK on_event(HTAPILINE htLine, HTAPICALL, DWORD dwMsg, DWORD_PTR, DWOR
     take_new_call(htLine, dwMsg, dwParam2);
 }
 
-void add_per_line(const Results& results, const char* what, const Holdings& before, const Holdings& after,
-                  uint32_t lines) {
-    const std::string note = format("over %u lines; the board's own is left out", lines);
-    results.add({format("memory of %s", what), "KB", (after.resident - before.resident) / lines, std::nullopt,
-                 std::nullopt, note});
-    results.add({format("handles of %s", what), "handles", (after.handles - before.handles) / lines, std::nullopt,
-                 std::nullopt, note});
+// What a line is made of: a thread that waits, a mutex and three events.
+struct BareLine {
+    OwnedHandle mutex{CreateMutexW(nullptr, FALSE, nullptr)};
+    OwnedHandle events[3] = {OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+                             OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+                             OwnedHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr))};
+};
+
+void __cdecl waiting_thread(void* end) {
+    WaitForSingleObject(end, INFINITE);
+}
+
+Holdings bare_lines(uint32_t count) {
+    const DWORD threads = process_counts().threads;
+    const OwnedHandle end(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const Holdings before = holdings();
+    const std::vector<BareLine> lines(count);
+    for (uint32_t i = 0; i < count; ++i) _beginthread(waiting_thread, THREAD_STACK_SIZE, end.get());
+    const Holdings after = holdings();
+    SetEvent(end.get());
+    wait_for_own_threads(threads);
+    return {after.resident - before.resident, after.committed - before.committed, after.handles - before.handles};
 }
 
 // Leaves the provider shut down.
 void measure_lines(const ProviderUnderTest& provider, const Results& results, uint32_t open_lines) {
     const DWORD threads = process_counts().threads;
+    const Holdings bare = bare_lines(open_lines);
     const Holdings before = holdings();
     start_provider(provider);
     wait_for_own_threads(threads);
     const Holdings started = holdings();
-    add_per_line(results, "a started line", before, started, provider.board->channels);
-
     std::vector<HDRVLINE> lines;
     while (lines.size() < open_lines)
         lines.push_back(open_line(provider, static_cast<uint32_t>(lines.size()), on_event));
-    add_per_line(results, "an open line", started, holdings(), open_lines);
+    const Holdings open = holdings();
     for (HDRVLINE line : lines)
         if (provider.tspi->lineClose(line) != 0) give_up("a line cannot be closed");
     wait_for_own_threads(threads);
     shut_provider_down(provider);
+
+    const uint32_t started_lines = provider.board->channels;
+    const std::string of_started = format("over %u lines", started_lines);
+    const std::string of_open = format("over %u lines; floor: a thread, a mutex and three events", open_lines);
+    results.add({"memory of a started line", "KB", (started.resident - before.resident) / started_lines, std::nullopt,
+                 std::nullopt, of_started});
+    results.add({"handles of a started line", "handles", (started.handles - before.handles) / started_lines,
+                 std::nullopt, std::nullopt, of_started});
+    results.add({"memory of an open line", "KB", (open.resident - started.resident) / open_lines,
+                 bare.resident / open_lines, std::nullopt, of_open});
+    results.add({"handles of an open line", "handles", (open.handles - started.handles) / open_lines,
+                 bare.handles / open_lines, std::nullopt, of_open});
 }
 
 // ---- rounds
@@ -206,7 +232,7 @@ int main() {
     const unsigned repetitions = arguments.take_number("--repetitions", 3);
     const ProviderUnderTest provider = load_provider(lines);
     measure_time(provider, results, repetitions);
-    measure_lines(provider, results, std::min(lines, arguments.take_number("--open-lines", BENCH_CHANNELS)));
+    measure_lines(provider, results, std::min(lines, arguments.take_number("--open-lines", 1024)));
     measure_rounds(provider, results, std::min(lines, 64u));
     ExitProcess(0);
 }
