@@ -1,5 +1,4 @@
-// Queries: what TAPI asks about a call, against the waits, the search and the questions to the log that each is made
-// of.
+// Queries: what TAPI asks about a call, against what each is made of: a mutex, a search and questions to the log.
 #include <algorithm>
 #include <array>
 #include <cstdio>

@@ -98,6 +98,7 @@ int allocations_of(int level) {
     return gAllocations;
 }
 
+// On a thread of its own, which has ended when this returns.
 int allocations_of_first(int level) {
     int count = 0;
     thread_start([&] { count = allocations_of(level); });
