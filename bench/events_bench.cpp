@@ -13,9 +13,7 @@
 namespace {
 
 double microseconds(int64_t ticks) {
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
-    return 1e6 * static_cast<double>(ticks) / static_cast<double>(frequency.QuadPart);
+    return nanoseconds(ticks) / 1e3;
 }
 
 OwnedHandle auto_reset_event() {

@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_board.h"
 #include "results.h"
 
 struct Pair {
@@ -33,3 +34,23 @@ void add_pair(const Pair& pair, const Figure& figure, const Floor& floor) {
 // Runs the pairs that have been added, writes a row for each and forgets them. `words` are options for Google
 // Benchmark.
 void run_pairs(const Results& results, const std::vector<std::string>& words);
+
+template <class Body>
+double nanoseconds_of(const Body& body) {
+    const int64_t before = ticks_now();
+    body();
+    return nanoseconds(ticks_now() - before);
+}
+
+// Measures a pair in turn and writes its row. For what takes some microseconds at least.
+template <class Figure, class Floor>
+void measure_in_turn(const Results& results, const Pair& pair, const Figure& figure, const Floor& floor) {
+    constexpr int SAMPLES = 5001;
+    std::vector<double> figures;
+    std::vector<double> floors;
+    for (int sample = 0; sample < SAMPLES; ++sample) {
+        figures.push_back(nanoseconds_of(figure));
+        floors.push_back(nanoseconds_of(floor));
+    }
+    results.add({pair.name, "ns", median(figures), median(floors), pair.goal, pair.note});
+}

@@ -83,7 +83,7 @@ std::vector<int> questions_of(const Query& query, HDRVCALL hdCall) {
 
 struct Floor {
     std::vector<int> questions;
-    HANDLE mutex;
+    OwnedHandle mutex;
     const void* slot;  // what the search looks for
     std::array<const void*, BENCH_CHANNELS> table;
     decltype(&::QorvLogIsInterested) QorvLogIsInterested;
@@ -93,8 +93,8 @@ struct Floor {
     void run() const {
         for (const int level : questions) benchmark::DoNotOptimize(QorvLogIsInterested(client, level));
         benchmark::DoNotOptimize(std::find(table.begin(), table.end(), slot));
-        WaitForSingleObject(mutex, INFINITE);
-        ReleaseMutex(mutex);
+        WaitForSingleObject(mutex.get(), INFINITE);
+        ReleaseMutex(mutex.get());
     }
 
     // One line that is written, as the provider formats it.
@@ -115,33 +115,36 @@ struct Floor {
     }
 };
 
-// Kept to the end of the process, as the pairs run later.
-const Floor& make_floor(std::vector<int> questions, uint32_t index) {
-    auto* floor = new Floor{};
-    floor->questions = std::move(questions);
-    floor->mutex = CreateMutexW(nullptr, FALSE, nullptr);
-    floor->slot = &floor->table[index];
-    floor->table[index] = floor->slot;
-    floor->QorvLogIsInterested =
+Floor make_floor(std::vector<int> questions, uint32_t index) {
+    Floor floor{};
+    floor.questions = std::move(questions);
+    floor.mutex.reset(CreateMutexW(nullptr, FALSE, nullptr));
+    floor.slot = &gProvider;  // any address will do
+    floor.table[index] = floor.slot;
+    floor.QorvLogIsInterested =
         find_function<decltype(&::QorvLogIsInterested)>(gProvider.board_module, "QorvLogIsInterested");
-    floor->QorvLogLogMsg = find_function<decltype(&::QorvLogLogMsg)>(gProvider.board_module, "QorvLogLogMsg");
-    floor->client = gProvider.board->log_client;
-    return *floor;
-}
-
-const Floor& add_query(const Query& query, HDRVCALL hdCall, uint32_t index, const std::string& where) {
-    const Floor& floor = make_floor(questions_of(query, hdCall), index);
-    add_pair(
-        {query.name + (", " + where), GOAL, format("%zu questions to the log", floor.questions.size())},
-        [&query, hdCall] { query.ask(hdCall); }, [&floor] { floor.run(); });
+    floor.QorvLogLogMsg = find_function<decltype(&::QorvLogLogMsg)>(gProvider.board_module, "QorvLogLogMsg");
+    floor.client = gProvider.board->log_client;
     return floor;
 }
 
+void measure(const Results& results, HDRVCALL hdCall, uint32_t index, const std::string& where) {
+    for (const Query& query : QUERIES) {
+        const Floor floor = make_floor(questions_of(query, hdCall), index);
+        const std::string note = format("%zu questions to the log", floor.questions.size());
+        measure_in_turn(
+            results, {query.name + (", " + where), GOAL, note}, [&] { query.ask(hdCall); }, [&] { floor.run(); });
+    }
+}
+
 // What the floor has no part for: the two lines that every query writes by default.
-void add_written_lines(const Query& query, const Floor& floor) {
-    add_pair(
+void measure_written_lines(const Results& results, HDRVCALL hdCall) {
+    const Query& query = QUERIES[0];
+    const Floor floor = make_floor(questions_of(query, hdCall), 0);
+    measure_in_turn(
+        results,
         {query.name + std::string(": its two written lines alone"), std::nullopt, "formatted and logged by hand"},
-        [&floor] { floor.write_lines(); }, [&floor] { floor.run(); });
+        [&] { floor.write_lines(); }, [&] { floor.run(); });
 }
 
 }  // namespace
@@ -159,8 +162,8 @@ int main() {
 
     std::vector<HDRVLINE> open = {open_line(gProvider, 0, on_event)};
     const HDRVCALL first = call_on_line(open[0], 0);
-    for (const Query& query : QUERIES) add_written_lines(query, add_query(query, first, 0, "the only line"));
-    run_pairs(results, arguments.words);
+    measure(results, first, 0, "the only line");
+    measure_written_lines(results, first);
 
     while (open.size() < lines) open.push_back(open_line(gProvider, static_cast<uint32_t>(open.size()), on_event));
     const uint32_t middle = lines / 2;
@@ -168,11 +171,8 @@ int main() {
     const HDRVCALL middle_call = call_on_line(open[middle], middle);
     const HDRVCALL last_call = call_on_line(open[last], last);
     const std::string of = format(" of %u lines", lines);
-    for (const Query& query : QUERIES) {
-        add_query(query, first, 0, "the first" + of);
-        add_query(query, middle_call, middle, "a middle one" + of);
-        add_query(query, last_call, last, "the last" + of);
-    }
-    run_pairs(results, arguments.words);
+    measure(results, first, 0, "the first" + of);
+    measure(results, middle_call, middle, "a middle one" + of);
+    measure(results, last_call, last, "the last" + of);
     ExitProcess(0);  // the lines end with it
 }

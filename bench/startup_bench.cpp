@@ -24,9 +24,7 @@ constexpr double GROWN_HANDLES = 0.1;
 constexpr uint32_t RESET_DURATIONS[] = {0, 50, 500};
 
 double milliseconds_since(int64_t ticks) {
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(ticks_now() - ticks) / static_cast<double>(frequency.QuadPart);
+    return nanoseconds(ticks_now() - ticks) / 1e6;
 }
 
 // ---- time

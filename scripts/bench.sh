@@ -17,6 +17,8 @@ groups=()
 record=
 output=build/bench
 rows=$output/rows.jsonl
+# chart.py uses table.py, whose compiled form has no place among the sources.
+export PYTHONDONTWRITEBYTECODE=1
 
 fail() {
     printf 'bench: error: %s\n' "$*" >&2

@@ -9,11 +9,16 @@
 
 constexpr uint32_t BENCH_CHANNELS = 4048;
 
-// The time of the performance counter.
+// The time of the performance counter, and how long so many of its ticks are.
 inline int64_t ticks_now() {
     LARGE_INTEGER ticks;
     QueryPerformanceCounter(&ticks);
     return ticks.QuadPart;
+}
+inline double nanoseconds(int64_t ticks) {
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    return 1e9 * static_cast<double>(ticks) / static_cast<double>(frequency.QuadPart);
 }
 
 // Times of one page's end.
