@@ -64,7 +64,7 @@ def cells(row):
     value = ratio(row)
     return [row["name"], with_unit(row["figure"], row["unit"]),
             with_unit(row["floor"], row["unit"]) if "floor" in row else "",
-            "" if value is None else f"{value:.2f}", goal_text(row),
+            "" if value is None else f"{value:.3f}", goal_text(row),
             {None: "", True: "yes", False: "no"}[met(row)]]
 
 
