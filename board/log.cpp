@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <optional>
 
 #include "log_file.h"
 #include "sync.h"
@@ -31,14 +32,15 @@ constexpr uint32_t BOARD_CLIENT = 0;
 constexpr int LEVELS = 64;
 
 struct Log {
+    Mutex lock;  // of what stands up to the file
     bool initialised = false;
     std::map<uint32_t, QorvLogFilter> filters;   // by client key
     std::map<uint32_t, uint64_t> wanted_levels;  // by client key, bit n = level n, overrides applied
     LogConfig config;
+
+    Mutex file_lock;  // so that who asks whether a line is wanted never waits for a disk; taken last
     LogFile file;
 };
-
-static Mutex log_lock;
 
 // ---- which lines are wanted ---------------------------------------------------------------------------------------
 
@@ -59,7 +61,7 @@ static uint64_t wanted_levels(const QorvLogFilter& filter, const LogConfig& conf
     return levels;
 }
 
-static bool is_wanted(Log& log, uint32_t client, int level) {
+static bool is_wanted(const Log& log, uint32_t client, int level) {
     const auto levels = log.wanted_levels.find(client);
     return levels != log.wanted_levels.end() && level >= 0 && level < LEVELS && (levels->second >> level & 1) != 0;
 }
@@ -74,9 +76,10 @@ static std::string default_file() {
 
 static void apply_config(Log& log, const LogConfig& config) {
     log.config = config;
+    for (const auto& [client, filter] : log.filters) log.wanted_levels[client] = wanted_levels(filter, config);
+    const Guard guard(log.file_lock);
     close_log_file(log.file);
     log.file = {config.file.empty() ? default_file() : config.file, config.max_bytes, config.keep, nullptr, false};
-    for (const auto& [client, filter] : log.filters) log.wanted_levels[client] = wanted_levels(filter, config);
 }
 
 // Allocated once and kept: lines may still come while the process ends.
@@ -95,13 +98,15 @@ static Log& the_log() {
 }
 
 void configure_log(const LogConfig& config) {
-    const Guard guard(log_lock);
-    apply_config(the_log(), config);
+    Log& log = the_log();
+    const Guard guard(log.lock);
+    apply_config(log, config);
 }
 
 void close_log() {
-    const Guard guard(log_lock);
-    close_log_file(the_log().file);
+    Log& log = the_log();
+    const Guard guard(log.file_lock);
+    close_log_file(log.file);
 }
 
 // ---- writing them -------------------------------------------------------------------------------------------------
@@ -132,21 +137,41 @@ static const char* file_name(const char* path) {
     return last == nullptr ? path : last + 1;
 }
 
-static void write_line(Log& log, uint32_t client, int level, const char* line, const char* source_file,
-                       unsigned source_line) {
-    const std::string text = time_stamp() + " " + level_name(log, client, level) + " " +
-                             file_name(source_file == nullptr ? "" : source_file) + "(" + std::to_string(source_line) +
-                             "): " + (line == nullptr ? "" : line) + "\r\n";
-    write_log_file(log.file, text);
-    if (log.config.debugger) OutputDebugStringA(text.c_str());
+// What a line needs of the settings; nothing when it is not wanted.
+struct Wanted {
+    std::string level;
+    bool debugger;
+};
+
+static std::optional<Wanted> look_up(Log& log, uint32_t client, int level) {
+    const SharedGuard guard(log.lock);
+    if (!is_wanted(log, client, level)) return std::nullopt;
+    return Wanted{level_name(log, client, level), log.config.debugger};
+}
+
+static void write_if_wanted(uint32_t client, int level, const char* line, const char* source_file,
+                            unsigned source_line) {
+    Log& log = the_log();
+    const std::optional<Wanted> wanted = look_up(log, client, level);
+    if (!wanted.has_value()) return;
+    std::string text = " " + wanted->level + " " + file_name(source_file == nullptr ? "" : source_file) + "(" +
+                       std::to_string(source_line) + "): " + (line == nullptr ? "" : line) + "\r\n";
+    {
+        const Guard guard(log.file_lock);
+        text.insert(0, time_stamp());
+        write_log_file(log.file, text);
+    }
+    if (wanted->debugger) OutputDebugStringA(text.c_str());
+}
+
+bool log_wants(int level) {
+    Log& log = the_log();
+    const SharedGuard guard(log.lock);
+    return is_wanted(log, BOARD_CLIENT, level);
 }
 
 void log_line(int level, const char* source_file, unsigned source_line, const std::string& text) noexcept try {
-    const Guard guard(log_lock);
-    Log& log = the_log();
-    if (is_wanted(log, BOARD_CLIENT, level)) {
-        write_line(log, BOARD_CLIENT, level, text.c_str(), source_file, source_line);
-    }
+    write_if_wanted(BOARD_CLIENT, level, text.c_str(), source_file, source_line);
 } catch (const std::exception&) {
     // There is nowhere to say it.
 }
@@ -158,13 +183,15 @@ void log_line(int level, const char* source_file, unsigned source_line, const st
 using namespace softboard;
 
 int QorvLogInitialized() {
-    const Guard guard(log_lock);
-    return the_log().initialised ? 1 : 0;
+    Log& log = the_log();
+    const SharedGuard guard(log.lock);
+    return log.initialised ? 1 : 0;
 }
 
 int QorvLogInit(const char*, const char*, uint32_t, uint32_t) {
-    const Guard guard(log_lock);
-    the_log().initialised = true;
+    Log& log = the_log();
+    const Guard guard(log.lock);
+    log.initialised = true;
     return 0;
 }
 
@@ -183,8 +210,8 @@ void QorvLogFilterAddSetting(QorvLogFilter* filter, int level, const char* name,
 
 void QorvLogAddFilter(uint32_t client, QorvLogFilter* filter) try {
     if (filter == nullptr || client == BOARD_CLIENT) return;
-    const Guard guard(log_lock);
     Log& log = the_log();
+    const Guard guard(log.lock);
     log.filters[client] = *filter;
     log.wanted_levels[client] = wanted_levels(*filter, log.config);
 } catch (const std::bad_alloc&) {
@@ -196,14 +223,13 @@ void QorvLogFilterDelete(QorvLogFilter* filter) {
 }
 
 int QorvLogIsInterested(uint32_t client, int level) {
-    const Guard guard(log_lock);
-    return is_wanted(the_log(), client, level) ? 1 : 0;
+    Log& log = the_log();
+    const SharedGuard guard(log.lock);
+    return is_wanted(log, client, level) ? 1 : 0;
 }
 
 void QorvLogLogMsg(uint32_t client, int level, const char* line, const char* source_file, uint32_t source_line) try {
-    const Guard guard(log_lock);
-    Log& log = the_log();
-    if (is_wanted(log, client, level)) write_line(log, client, level, line, source_file, source_line);
+    write_if_wanted(client, level, line, source_file, source_line);
 } catch (const std::bad_alloc&) {
     // The line is lost.
 }

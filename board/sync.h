@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 
 namespace softboard {
 
@@ -23,6 +24,8 @@ class Mutex {
     Mutex& operator=(const Mutex&) = delete;
     void lock() { AcquireSRWLockExclusive(&lock_); }
     void unlock() { ReleaseSRWLockExclusive(&lock_); }
+    void lock_shared() { AcquireSRWLockShared(&lock_); }
+    void unlock_shared() { ReleaseSRWLockShared(&lock_); }
     SRWLOCK* native() { return &lock_; }
 
   private:
@@ -30,6 +33,7 @@ class Mutex {
 };
 
 using Guard = std::unique_lock<Mutex>;
+using SharedGuard = std::shared_lock<Mutex>;
 
 class Condition {
   public:
@@ -43,10 +47,17 @@ class Condition {
         if (left > 0) SleepConditionVariableSRW(&condition_, guard.mutex()->native(), static_cast<DWORD>(left), 0);
     }
     void notify_all() { WakeAllConditionVariable(&condition_); }
+    void notify_one() { WakeConditionVariable(&condition_); }
 
   private:
     CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
 };
+
+inline unsigned processor_count() {
+    SYSTEM_INFO system;
+    GetSystemInfo(&system);
+    return system.dwNumberOfProcessors;
+}
 
 // A thread that is joined when its owner goes. Throws std::bad_alloc when the system has no thread to give.
 class Thread {
