@@ -70,8 +70,51 @@ static PageForm form_of(TIFF* tiff, uint32_t page) {
     if (form.rows == 0 || form.rows > MOST_ROWS) refuse(page, "it has " + std::to_string(form.rows) + " rows");
     form.dpi_down = resolution_of(tiff, page);
     form.black_is_zero = photometric == PHOTOMETRIC_MINISBLACK;
+    if (TIFFScanlineSize(tiff) != static_cast<tmsize_t>(form.width / 8)) {
+        refuse(page, "its rows are not as they should be");
+    }
     return form;
 }
+
+static void read_row(TIFF* tiff, uint32_t page, uint32_t y, std::vector<uint8_t>& row) {
+    if (TIFFReadScanline(tiff, row.data(), y, 0) != 1) refuse(page, tiff_library_complaint());
+}
+
+// ---- the file as it is --------------------------------------------------------------------------------------------
+
+static bool is_stated(TIFF* tiff, uint32_t tag, uint32_t dpi) {
+    float stated = 0;
+    TIFFGetField(tiff, tag, &stated);
+    if (short_field(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_CENTIMETER) stated *= 2.54f;
+    return stated > static_cast<float>(dpi) * 0.96f && stated < static_cast<float>(dpi) * 1.04f;
+}
+
+// The fax engine is strict about resolutions where we are not.
+static bool suits_engine(TIFF* tiff, const PageForm& form) {
+    return is_stated(tiff, TIFFTAG_XRESOLUTION, DPI_ACROSS) && is_stated(tiff, TIFFTAG_YRESOLUTION, form.dpi_down);
+}
+
+// A copy is all it takes when every page suits the engine. It is the copy that is sent, whatever the file's owner does
+// with the file meanwhile.
+static bool copy_file(const std::string& path, Document& document) {
+    const std::string& copy = document.file.path();
+    if (CopyFileA(path.c_str(), copy.c_str(), TRUE) == 0) return false;
+    SetFileAttributesA(copy.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only one could not be deleted
+    const TiffHandle tiff = open_with_tiff_library(copy, "r");
+    if (tiff == nullptr) return false;
+    uint32_t pages = 0;
+    do {
+        const PageForm form = form_of(tiff.get(), pages);
+        if (pages == MOST_PAGES || !suits_engine(tiff.get(), form)) return false;
+        std::vector<uint8_t> row(form.width / 8);
+        for (uint32_t y = 0; y < form.rows; ++y) read_row(tiff.get(), pages, y, row);
+        ++pages;
+    } while (TIFFReadDirectory(tiff.get()) == 1);
+    document.pages = pages;
+    return true;
+}
+
+// ---- the file made anew -------------------------------------------------------------------------------------------
 
 static void set_form(TIFF* tiff, const PageForm& form) {
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, form.width);
@@ -88,18 +131,28 @@ static void set_form(TIFF* tiff, const PageForm& form) {
 
 static void copy_page(TIFF* from, TIFF* to, uint32_t page, const std::string& header) {
     const PageForm form = form_of(from, page);
-    if (TIFFScanlineSize(from) != static_cast<tmsize_t>(form.width / 8))
-        refuse(page, "its rows are not as they should be");
     set_form(to, form);
     const uint32_t header_end = header.empty() ? 0 : header_rows(form.dpi_down);
     std::vector<uint8_t> row(form.width / 8);
     for (uint32_t y = 0; y < form.rows; ++y) {
-        if (TIFFReadScanline(from, row.data(), y, 0) != 1) refuse(page, tiff_library_complaint());
+        read_row(from, page, y, row);
         if (form.black_is_zero) std::transform(row.begin(), row.end(), row.begin(), [](uint8_t b) { return ~b; });
         if (y < header_end) row = header_row(header, y, form.dpi_down, form.width);
         if (TIFFWriteScanline(to, row.data(), y, 0) != 1) fail(APIERR_FILEIO, tiff_library_complaint());
     }
     if (TIFFWriteDirectory(to) != 1) fail(APIERR_FILEIO, tiff_library_complaint());
+}
+
+static void copy_pages(TIFF* from, uint32_t first_page, const std::string& header, Document& document) {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    const TiffHandle to = open_with_tiff_library(document.file.path(), "w");
+    if (to == nullptr) fail(APIERR_FILEIO, tiff_library_complaint());
+    do {
+        if (document.pages == MOST_PAGES) refuse(first_page + document.pages, "the document is too long");
+        copy_page(from, to.get(), first_page + document.pages, expand_header(header, now, document.pages + 1));
+        ++document.pages;
+    } while (TIFFReadDirectory(from) == 1);
 }
 
 Document prepare_document(const std::string& path, uint32_t first_page, const std::string& header) {
@@ -108,16 +161,9 @@ Document prepare_document(const std::string& path, uint32_t first_page, const st
     if (first_page != 0 && TIFFSetDirectory(from.get(), static_cast<tdir_t>(first_page)) != 1) {
         fail(APIERR_FILEFORMAT, path + " has no page " + std::to_string(first_page + 1));
     }
-    SYSTEMTIME now;
-    GetLocalTime(&now);
     Document document;
-    const TiffHandle to = open_with_tiff_library(document.file.path(), "w");
-    if (to == nullptr) fail(APIERR_FILEIO, tiff_library_complaint());
-    do {
-        if (document.pages == MOST_PAGES) refuse(first_page + document.pages, "the document is too long");
-        copy_page(from.get(), to.get(), first_page + document.pages, expand_header(header, now, document.pages + 1));
-        ++document.pages;
-    } while (TIFFReadDirectory(from.get()) == 1);
+    if (header.empty() && first_page == 0 && copy_file(path, document)) return document;
+    copy_pages(from.get(), first_page, header, document);
     return document;
 }
 

@@ -1,5 +1,4 @@
-// A TIFF file made ready for the line: checked to be a fax, header line drawn, in the one form that the fax engine is
-// given whatever the file's own compression.
+// A TIFF file made ready for the line: checked to be a fax, header line drawn, in a form that the fax engine takes.
 #pragma once
 
 #include <cstdint>

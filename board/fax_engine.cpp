@@ -74,7 +74,8 @@ void FaxEngine::configure(const EngineSettings& settings) {
     if (sending_) {
         t30_set_tx_file(t30_, settings.send_path.c_str(), -1, -1);
     } else {
-        t30_set_rx_file(t30_, received_file_.path().c_str(), -1);
+        received_file_.emplace();
+        t30_set_rx_file(t30_, received_file_->path().c_str(), -1);
     }
 }
 
@@ -154,7 +155,7 @@ void FaxEngine::take_received_page(int fcf) {
     if (stats.pages_rx == pages_received_) return;  // a page that was not accepted
     ReceivedPage page;
     page.bad_rows = static_cast<uint32_t>(stats.bad_rows);
-    if (read_page(received_file_.path(), pages_received_, page)) {
+    if (read_page(received_file_->path(), pages_received_, page)) {
         pages_received_ = stats.pages_rx;
         const uint8_t command = command_of(static_cast<uint8_t>(fcf));
         events_.page_received(std::move(page), command == T30_EOP || command == T30_PRI_EOP);

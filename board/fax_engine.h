@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "page.h"
@@ -65,7 +66,7 @@ class FaxEngine {
 
     const bool sending_;
     const EngineEvents events_;
-    TempFile received_file_;
+    std::optional<TempFile> received_file_;  // unless sending
     struct Release {
         void operator()(fax_state_t* fax) const { fax_free(fax); }
     };

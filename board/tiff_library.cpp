@@ -18,7 +18,8 @@ void quieten_tiff_library() {
 
 TiffHandle open_with_tiff_library(const std::string& path, const char* mode) {
     complaint[0] = '\0';
-    return TiffHandle(TIFFOpen(path.c_str(), mode));
+    // A file that is read once costs more to map than to read.
+    return TiffHandle(TIFFOpen(path.c_str(), (std::string(mode) + "m").c_str()));
 }
 
 std::string tiff_library_complaint() {
