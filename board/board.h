@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "config.h"
+#include "line_clock.h"
+#include "report.h"
 #include "sync.h"
 
 namespace softboard {
@@ -71,7 +73,10 @@ struct Board {
     std::map<const DornLine*, std::shared_ptr<Line>> lines;
     std::set<std::shared_ptr<Call>> calls;  // that have not ended
     std::set<std::string> busy_stations;    // by section
-    std::list<Thread> threads;              // of calls, reports and stations
+    LineClock clock;                        // of the calls' audio
+    MissedTicks missed_ticks;               // of real time
+    ReportThreads report_threads;           // with a lock of their own
+    std::list<Thread> threads;              // of the stations that call
 };
 
 // The board between DornInitialize and DornShutdown, else null.

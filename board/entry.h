@@ -104,6 +104,7 @@ int line_call(const char* function, DornLine* handle, Record* record, Body body)
         if (board == nullptr) fail(APIERR_BADSTATE, "the library is not initialised");
         if (line == nullptr) fail(APIERR_BADPARAMETER, "no such line");
         Guard guard(board->lock);
+        if (board->closing) fail(APIERR_BADSTATE, "the library has been shut down");
         LineCall call{*board, line, *line->channel, guard};
         returned = body(call, good);
     });

@@ -7,7 +7,8 @@
 
 namespace softboard {
 
-// ---- what the engine says, on the audio thread --------------------------------------------------------------------
+// ---- what the engine says, on a thread of the clock
+// --------------------------------------------------------------------
 
 static std::string name_of(const FaxSession& session) {
     return session.channel == nullptr ? "station" : "channel " + std::to_string(session.channel->config.number);
@@ -84,8 +85,8 @@ std::shared_ptr<FaxSession> make_session(Board& board, const SessionPlan& plan) 
 
 void attach_session(Board& board, Channel& channel, const std::shared_ptr<FaxSession>& session) {
     const std::shared_ptr<Call> call = channel.call;
-    session->reports = std::make_shared<ReportQueue>(channel.line);
-    start_thread(board, [reports = session->reports] { reports->deliver_all(); });
+    board.report_threads.start();
+    session->reports = std::make_shared<ReportQueue>(channel.line, board.report_threads);
     link_audio(board, call);
 
     channel.session = session;
@@ -96,13 +97,13 @@ void attach_session(Board& board, Channel& channel, const std::shared_ptr<FaxSes
     // An end that has had a session before will have another one.
     Side& other = call->sides[1 - side];
     if (other.channel != nullptr && other.session == nullptr) other.expected = true;
-    call->changed.notify_all();
+    wake_link(board, *call);
 }
 
-void break_session(Channel& channel, KXResult result) {
+void break_session(Board& board, Channel& channel, KXResult result) {
     if (!channel.session->broken.has_value()) channel.session->broken = result;
     channel.changed.notify_all();
-    if (channel.call != nullptr) channel.call->changed.notify_all();
+    if (channel.call != nullptr) wake_link(board, *channel.call);
 }
 
 void leave_session(Channel& channel) {

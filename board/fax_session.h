@@ -1,5 +1,5 @@
-// One end's fax session on a call: the engine that does the work and how far it has come. The progress is written by
-// the thread that carries the call's audio and waited for by the driver's fax calls.
+// One end's fax session on a call: the engine that does the work and how far it has come. The progress is written when
+// the call's audio has its turn on the clock, and waited for by the driver's fax calls.
 #pragma once
 
 #include <calddlld.h>
@@ -21,7 +21,7 @@ struct FaxSession {
     uint32_t pages = 0;    // of the document, when sending
     uint32_t handled = 0;  // pages that the channel's calls have sent or fetched; theirs alone
 
-    // The audio thread's, once the session is attached.
+    // The call's turns alone work on these, once the session is attached.
     std::optional<Document> document;  // that is sent
     std::unique_ptr<FaxEngine> engine;
     std::function<void(bool sent, const uint8_t* frame, size_t length)> observer;  // sees every T.30 frame first
@@ -65,7 +65,7 @@ void attach_session(Board& board, Channel& channel, const std::shared_ptr<FaxSes
 
 // Ends the channel's session for this end; the far end keeps its own. The channel's fax call in progress, or its next
 // one, returns the result.
-void break_session(Channel& channel, KXResult result);
+void break_session(Board& board, Channel& channel, KXResult result);
 
 // The channel has no session any more, and nothing of it is reported any more.
 void leave_session(Channel& channel);

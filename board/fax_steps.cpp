@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "fax_session.h"
+#include "link.h"
 #include "page_writer.h"
 #include "switch.h"
 #include "tiff_handles.h"
@@ -50,7 +51,7 @@ static KXResult failed_result(const FaxSession& session) {
 // Waits until the session has come to where `reached` says. Throws when it never will.
 static void wait_until(LineCall& call, const std::shared_ptr<FaxSession>& session, bool (*reached)(const FaxSession&)) {
     session->awaited = reached;
-    if (call.channel.call != nullptr) call.channel.call->changed.notify_all();
+    if (call.channel.call != nullptr) wake_link(call.board, *call.channel.call);
     while (!session->broken.has_value() && !reached(*session) && !is_over(*session)) {
         call.channel.changed.wait(call.guard);
     }
@@ -150,7 +151,7 @@ int receive_page(LineCall& call, const DornFaxRecord& record) {
     call.guard.lock();
     if (written.status != KX_STATUS_OK) {
         // What cannot be stored is not received any further.
-        if (call.channel.session == session) break_session(call.channel, written);
+        if (call.channel.session == session) break_session(call.board, call.channel, written);
         end_in_failure(call, session, written);
     }
     ++call.line->head.wPageNumber;

@@ -63,16 +63,22 @@ static std::shared_ptr<Board> open_board() {
 
 // Every call ends, whoever waits is woken and turned away, and every thread of the board is through afterwards.
 static void close_board(Board& board) {
-    std::list<Thread> threads;
+    std::list<Thread> stations;
+    std::list<Thread> clock;
     {
         const Guard guard(board.lock);
         board.closing = true;
         for (const auto& channel : board.channels) clear_channel(board, *channel);
         while (!board.calls.empty()) hang_up(board, *board.calls.begin(), CALLER);
         board.lines.clear();
-        threads.swap(board.threads);
+        stations.swap(board.threads);
+        clock = board.clock.end();
     }
-    threads.clear();
+    stations.clear();
+    clock.clear();
+    board.report_threads.end();
+    const std::string late = board.missed_ticks.news(Clock::now(), true);
+    if (!late.empty()) BOARD_LOG(LOG_WARNING, late);
     close_log();
 }
 

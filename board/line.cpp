@@ -99,7 +99,7 @@ int DornLineAlert(DornAlertRecord* record) {
         const auto channel = record == nullptr ? board.by_unit.end() : board.by_unit.find(record->dwUnit);
         if (channel == board.by_unit.end()) fail(APIERR_BADPARAMETER, "no such unit");
         ++channel->second->alerts;
-        if (channel->second->session != nullptr) break_session(*channel->second, {KX_STATUS_ALERT, 0});
+        if (channel->second->session != nullptr) break_session(board, *channel->second, {KX_STATUS_ALERT, 0});
         channel->second->changed.notify_all();
     });
 }

@@ -1,6 +1,7 @@
 #include "link.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "failure.h"
 #include "fax_session.h"
@@ -11,10 +12,9 @@
 
 namespace softboard {
 
-// Against the clock, audio is carried in bursts: both ends see the same frames in the same order, and a tenth of the
-// wake-ups is a tenth of the cost.
-constexpr Milliseconds TICK(100);
-constexpr int FRAMES_PER_TICK = 5;
+// A call that is late makes up for so much at the most: a process that was stopped lets the rest go by.
+constexpr Milliseconds MAKES_UP_FOR(100);
+constexpr Clock::time_point WHEN_WOKEN = Clock::time_point::max();
 
 static const FaxConfig& fax_config(const Side& side) {
     return side.channel != nullptr ? side.channel->config.fax : side.station->fax;
@@ -50,6 +50,7 @@ struct Link {
     Board& board;
     const std::shared_ptr<Call> call;
     LinkEnd ends[2];
+    bool begun = false;
     bool holding = false;
     Clock::time_point held_since;
     bool ticking = false;
@@ -88,7 +89,7 @@ static void follow_sessions(Link& link) {
     }
 }
 
-// The engine and its files go with the audio thread's work, not when the last call has looked at the result.
+// The engine and its files go with the call's turn, not when the last driver call has looked at the result.
 static void let_go(LinkEnd& end) {
     if (end.taken_off == nullptr) return;
     end.taken_off->engine.reset();
@@ -106,42 +107,44 @@ static bool keeps_time_standing(const Side& side) {
     return session.channel != nullptr && (session.awaited == nullptr || session.awaited(session));
 }
 
-static bool fast_time_passes(Link& link, Guard& guard) {
+// What a turn of the call has to do: so many frames now, and then the next turn.
+struct Due {
+    int frames;
+    Clock::time_point next;
+};
+
+static Due fast_time(Link& link, Clock::time_point now) {
     if (!keeps_time_standing(link.call->sides[CALLER]) && !keeps_time_standing(link.call->sides[CALLED])) {
         link.holding = false;
-        return true;
+        return {1, now};
     }
-    if (!link.holding) link.held_since = Clock::now();
+    if (!link.holding) link.held_since = now;
     link.holding = true;
     const Clock::time_point until = link.held_since + Milliseconds(link.board.config.hold_ms);
-    if (Clock::now() >= until) return true;
-    link.call->changed.wait_until(guard, until);
-    return false;
+    return now < until ? Due{0, until} : Due{1, now};
 }
 
-static bool clock_time_passes(Link& link, Guard& guard) {
-    const Clock::time_point now = Clock::now();
-    if (!link.ticking) link.next_tick = now + TICK;
+static Clock::time_point last_tick(Clock::time_point now) {
+    return Clock::time_point(now.time_since_epoch() / TICK * TICK);
+}
+
+static Due clock_time(Link& link, Clock::time_point now) {
+    if (!link.ticking) link.next_tick = last_tick(now) + TICK;
     link.ticking = true;
-    if (now < link.next_tick) {
-        link.call->changed.wait_until(guard, link.next_tick);
-        return false;
-    }
-    // A process that was stopped does not make up for it.
-    link.next_tick = std::max(link.next_tick + TICK, now - TICK);
-    return true;
+    if (now < link.next_tick) return {0, link.next_tick};
+    const Clock::time_point tick = link.next_tick;
+    link.next_tick = std::max(tick + TICK, last_tick(now) - MAKES_UP_FOR);
+    link.board.missed_ticks.add(static_cast<uint64_t>((now - tick) / TICK));
+    return {static_cast<int>(link.board.config.pace), link.next_tick};
 }
 
-// How many frames may be carried now; waits when it is none. The lock is held.
-static int frames_due(Link& link, Guard& guard) {
+// The lock is held.
+static Due what_is_due(Link& link, Clock::time_point now) {
     if (link.ends[CALLER].session == nullptr && link.ends[CALLED].session == nullptr) {
         link.ticking = false;
-        link.call->changed.wait(guard);
-        return 0;
+        return {0, WHEN_WOKEN};
     }
-    const uint32_t pace = link.board.config.pace;
-    if (pace == PACE_FAST) return fast_time_passes(link, guard) ? 1 : 0;
-    return clock_time_passes(link, guard) ? FRAMES_PER_TICK * static_cast<int>(pace) : 0;
+    return link.board.config.pace == PACE_FAST ? fast_time(link, now) : clock_time(link, now);
 }
 
 // ---- audio --------------------------------------------------------------------------------------------------------
@@ -178,23 +181,7 @@ static void let_stations_hang_up(Link& link) {
     }
 }
 
-// ---- the thread ---------------------------------------------------------------------------------------------------
-
-static void begin_stations(Link& link) {
-    for (size_t i = 0; i < 2; ++i) {
-        const StationConfig* const station = link.call->sides[i].station;
-        if (station == nullptr || station->silent) continue;
-        try {
-            const auto session = make_station_session(link.board, *station, i == CALLER);
-            const Guard guard(link.board.lock);
-            link.call->sides[i].session = session;
-        } catch (const Failure& failure) {
-            BOARD_LOG(LOG_ERROR, "station " + station->section + ": " + failure.text);
-            const Guard guard(link.board.lock);
-            hang_up(link.board, link.call, i);
-        }
-    }
-}
+// ---- a call's turns on the clock ----------------------------------------------------------------------------------
 
 static void end_link(Link& link) {
     for (LinkEnd& end : link.ends) {
@@ -211,28 +198,38 @@ static void store_station_pages(Link& link) {
     }
 }
 
-static void carry_call(Board& board, const std::shared_ptr<Call>& call) {
-    Link link(board, call);
-    begin_stations(link);
-    Guard guard(board.lock);
-    while (call->state == CallState::connected) {
-        follow_sessions(link);
-        const int frames = frames_due(link, guard);
+// Called with the lock held, as the rest.
+static Clock::time_point take_turn(Link& link, Guard& guard) {
+    follow_sessions(link);
+    const Clock::time_point now = Clock::now();
+    const Due due = what_is_due(link, now);
+    const std::string late = link.board.missed_ticks.news(now, false);
+    guard.unlock();
+    if (!late.empty()) BOARD_LOG(LOG_WARNING, late);
+    for (LinkEnd& end : link.ends) let_go(end);
+    carry_frames(link, due.frames);
+    store_station_pages(link);
+    guard.lock();
+    let_stations_hang_up(link);
+    return due.next;
+}
+
+static std::optional<Clock::time_point> next_turn(Link& link, Guard& guard) {
+    if (!std::exchange(link.begun, true)) {
         guard.unlock();
-        for (LinkEnd& end : link.ends) let_go(end);
-        carry_frames(link, frames);
-        store_station_pages(link);
+        begin_station(link.board, link.call, CALLED);
         guard.lock();
-        let_stations_hang_up(link);
     }
+    if (link.call->state == CallState::connected) return take_turn(link, guard);
     follow_sessions(link);
     guard.unlock();
     end_link(link);
+    guard.lock();
+    return std::nullopt;
 }
 
 // Out of memory: the call ends here, and nobody waits for a session that nothing carries.
 static void give_up(Board& board, const std::shared_ptr<Call>& call) {
-    const Guard guard(board.lock);
     for (const Side& side : call->sides) {
         if (side.session == nullptr) continue;
         side.session->finished = true;
@@ -242,15 +239,21 @@ static void give_up(Board& board, const std::shared_ptr<Call>& call) {
 }
 
 void link_audio(Board& board, const std::shared_ptr<Call>& call) {
-    if (call->linked) return;
-    start_thread(board, [&board, call] {
+    if (!call->audio.expired()) return;
+    auto link = std::make_shared<Link>(board, call);
+    call->audio = board.clock.add(board.lock, [link](Guard& guard) -> std::optional<Clock::time_point> {
         try {
-            carry_call(board, call);
+            return next_turn(*link, guard);
         } catch (const std::bad_alloc&) {
-            give_up(board, call);
+            if (!guard.owns_lock()) guard.lock();
+            give_up(link->board, link->call);
+            return std::nullopt;
         }
     });
-    call->linked = true;
+}
+
+void wake_link(Board& board, Call& call) {
+    if (const std::shared_ptr<ClockTask> task = call.audio.lock()) board.clock.wake(task);
 }
 
 }  // namespace softboard

@@ -8,7 +8,12 @@
 
 namespace softboard {
 
-// Starts the thread that carries the call's audio until the call ends, unless it runs already. The lock is held.
+// The functions are called with the board's lock held.
+
+// Carries the call's audio from now on until the call ends. Throws std::bad_alloc.
 void link_audio(Board& board, const std::shared_ptr<Call>& call);
+
+// Something has changed that the call's audio depends on: its state, or what its ends are doing.
+void wake_link(Board& board, Call& call);
 
 }  // namespace softboard

@@ -5,6 +5,7 @@
 
 #include "board.h"
 #include "dcs.h"
+#include "log.h"
 
 namespace softboard {
 
@@ -45,46 +46,109 @@ static void deliver(Line& line, Report& report) {
     const DornIncomingCmdFunc handler = __atomic_load_n(&line.handler, __ATOMIC_ACQUIRE);
     if (handler == nullptr) return;
     delivered_report = &report;
-    handler(&line.head, &report.head, line.channel->config.unit);
+    try {
+        handler(&line.head, &report.head, line.channel->config.unit);
+    } catch (const std::exception& exception) {
+        BOARD_LOG(LOG_ERROR, std::string("a report handler has raised: ") + exception.what());
+    }
     delivered_report = nullptr;
 }
 
 void ReportQueue::push(Report report) {
-    const Guard guard(lock_);
+    const Guard guard(threads_.lock_);
+    if (closed_) return;
     reports_.push_back(std::move(report));
     ++pushed_;
-    changed_.notify_all();
+    if (is_ready_) return;
+    threads_.ready_.push_back(shared_from_this());
+    is_ready_ = true;
+    threads_.changed_.notify_one();
 }
 
 void ReportQueue::flush() {
-    Guard guard(lock_);
-    if (thread_ == GetCurrentThreadId()) return;
+    Guard guard(threads_.lock_);
+    if (handler_thread_ == GetCurrentThreadId()) return;
     const uint64_t last = pushed_;
-    while (delivered_ < last && !closed_) changed_.wait(guard);
+    while (delivered_ < last && !closed_) {
+        const Clock::time_point patience = Clock::now() + Milliseconds(50);
+        while (delivered_ < last && !closed_ && Clock::now() < patience) changed_.wait_until(guard, patience);
+        threads_.relieve();
+    }
 }
 
 void ReportQueue::close() {
-    const Guard guard(lock_);
+    const Guard guard(threads_.lock_);
     closed_ = true;
+    reports_.clear();
     changed_.notify_all();
 }
 
-void ReportQueue::deliver_all() {
-    Guard guard(lock_);
-    thread_ = GetCurrentThreadId();
-    while (!closed_) {
-        if (reports_.empty()) {
-            changed_.wait(guard);
-            continue;
+// ---- their threads ------------------------------------------------------------------------------------------------
+
+void ReportThreads::start() {
+    const Guard guard(lock_);
+    while (threads_.size() < processor_count()) try {
+            add_thread();
+        } catch (const std::bad_alloc&) {
+            if (threads_.empty()) throw;
+            return;
         }
-        Report report = std::move(reports_.front());
-        reports_.pop_front();
-        guard.unlock();
-        deliver(*line_, report);
-        guard.lock();
-        ++delivered_;
+}
+
+void ReportThreads::end() {
+    std::list<Thread> threads;
+    {
+        const Guard guard(lock_);
+        ended_ = true;
         changed_.notify_all();
+        threads.swap(threads_);
     }
+}
+
+void ReportThreads::add_thread() {
+    threads_.emplace_back([this] { run(); });
+}
+
+// Somebody has waited for a while.
+void ReportThreads::relieve() {
+    if (ready_.empty() || idle_ != 0 || ended_) return;
+    try {
+        add_thread();
+    } catch (const std::bad_alloc&) {
+        // The one who waits asks again.
+    }
+}
+
+void ReportThreads::run() {
+    Guard guard(lock_);
+    while (!ended_) {
+        if (ready_.empty()) {
+            ++idle_;
+            changed_.wait(guard);
+            --idle_;
+        } else {
+            deliver_next(guard);
+        }
+    }
+}
+
+void ReportThreads::deliver_next(Guard& guard) {
+    std::list<std::shared_ptr<ReportQueue>> taken;
+    taken.splice(taken.begin(), ready_, ready_.begin());
+    ReportQueue& queue = *taken.front();
+    if (!queue.closed_) {
+        Report report = std::move(queue.reports_.front());
+        queue.reports_.pop_front();
+        queue.handler_thread_ = GetCurrentThreadId();
+        guard.unlock();
+        deliver(*queue.line_, report);
+        guard.lock();
+        queue.handler_thread_ = 0;
+        ++queue.delivered_;
+        queue.changed_.notify_all();
+    }
+    queue.is_ready_ = !queue.reports_.empty();
+    if (queue.is_ready_) ready_.splice(ready_.end(), taken);
 }
 
 }  // namespace softboard

@@ -5,6 +5,7 @@
 #include <calddlld.h>
 
 #include <deque>
+#include <list>
 #include <memory>
 #include <vector>
 
@@ -35,28 +36,59 @@ struct Report {
 Report frame_report(bool sent, const uint8_t* frame, size_t length);
 Report end_of_page_report(bool continuing);
 
-// The reports of one fax session on their way to its line. A thread of the board's runs deliver_all; a handler that
-// hangs stops no other session's reports.
-class ReportQueue {
+class ReportThreads;
+
+// The reports of one fax session on their way to its line, one after the other.
+class ReportQueue : public std::enable_shared_from_this<ReportQueue> {
   public:
-    explicit ReportQueue(std::shared_ptr<Line> line) : line_(std::move(line)) {}
+    ReportQueue(std::shared_ptr<Line> line, ReportThreads& threads) : line_(std::move(line)), threads_(threads) {}
     void push(Report report);
     // Returns when everything pushed so far has been delivered. The caller must hold nothing that a handler may wait
     // for. Called from within the handler it returns at once.
     void flush();
-    // Delivers nothing more and lets deliver_all return; does not wait for it.
+    // Delivers nothing more; does not wait for a handler that has a report already.
     void close();
-    void deliver_all();
 
   private:
+    friend class ReportThreads;
+
     const std::shared_ptr<Line> line_;
-    Mutex lock_;
+    ReportThreads& threads_;
+
+    // Under the threads' lock.
     Condition changed_;
     std::deque<Report> reports_;
     uint64_t pushed_ = 0;
     uint64_t delivered_ = 0;
-    DWORD thread_ = 0;
+    bool is_ready_ = false;  // has reports, and a thread knows it
+    DWORD handler_thread_ = 0;
     bool closed_ = false;
+};
+
+// The threads that deliver the reports of all sessions: as many as the machine has processors, and one more whenever
+// somebody waits for a report while handlers keep all of them. So a handler that hangs stops no other session's
+// reports.
+class ReportThreads {
+  public:
+    // To be called before the first report is pushed. Throws std::bad_alloc when there is no thread at all.
+    void start();
+    // Returns when all of them are through; reports that are left are not delivered.
+    void end();
+
+  private:
+    friend class ReportQueue;
+
+    void run();
+    void deliver_next(Guard& guard);
+    void add_thread();
+    void relieve();
+
+    Mutex lock_;
+    Condition changed_;
+    std::list<std::shared_ptr<ReportQueue>> ready_;
+    size_t idle_ = 0;
+    bool ended_ = false;
+    std::list<Thread> threads_;
 };
 
 }  // namespace softboard

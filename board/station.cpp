@@ -4,13 +4,17 @@
 
 #include "failure.h"
 #include "fax_session.h"
+#include "link.h"
 #include "log.h"
 #include "page_writer.h"
 #include "switch.h"
 
 namespace softboard {
 
-std::shared_ptr<FaxSession> make_station_session(Board& board, const StationConfig& station, bool calling) {
+// ---- sessions -----------------------------------------------------------------------------------------------------
+
+// Null when there can be none.
+static std::shared_ptr<FaxSession> make_station_session(Board& board, const StationConfig& station, bool calling) try {
     SessionPlan plan;
     plan.calling = calling;
     plan.fax = station.fax;
@@ -20,6 +24,24 @@ std::shared_ptr<FaxSession> make_station_session(Board& board, const StationConf
         plan.header = station.header;
     }
     return make_session(board, plan);
+} catch (const Failure& failure) {
+    BOARD_LOG(LOG_ERROR, "station " + station.section + ": " + failure.text);
+    return nullptr;
+} catch (const std::bad_alloc&) {
+    BOARD_LOG(LOG_ERROR, "station " + station.section + ": out of memory");
+    return nullptr;
+}
+
+void begin_station(Board& board, const std::shared_ptr<Call>& call, size_t side) {
+    const StationConfig* const station = call->sides[side].station;
+    if (station == nullptr || station->silent) return;
+    const std::shared_ptr<FaxSession> session = make_station_session(board, *station, side == CALLER);
+    const Guard guard(board.lock);
+    if (call->state != CallState::connected) return;
+    call->sides[side].expected = false;
+    call->sides[side].session = session;
+    wake_link(board, *call);
+    if (session == nullptr) hang_up(board, call, side);
 }
 
 // ---- received pages -----------------------------------------------------------------------------------------------
@@ -79,6 +101,11 @@ static void call_once(Board& board, const StationConfig& station, Guard& guard) 
     const Clock::time_point patience = Clock::now() + Milliseconds(board.config.no_answer_ms);
     while (call->state == CallState::ringing && Clock::now() < patience) call->changed.wait_until(guard, patience);
     if (call->state == CallState::ringing) hang_up(board, call, CALLER);
+    if (call->state == CallState::connected) {
+        guard.unlock();
+        begin_station(board, call, CALLER);
+        guard.lock();
+    }
     while (call->state != CallState::ended) call->changed.wait(guard);
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "board.h"
 
@@ -11,9 +10,10 @@ namespace softboard {
 struct ReceivedPage;
 struct TiffFile;
 
-// The session of a station whose call is connected: sends its file when it has called, receives otherwise. Called
-// without the lock. Throws Failure.
-std::shared_ptr<FaxSession> make_station_session(Board& board, const StationConfig& station, bool calling);
+// Puts the session of a station on its connected call: it sends its file when it has called, receives otherwise. It
+// hangs up when there can be no session. Does nothing for other ends, and for a silent station. Called without the
+// lock.
+void begin_station(Board& board, const std::shared_ptr<Call>& call, size_t side);
 
 // Where a station's received pages go: one file a call, STATION-yyyymmdd-hhmmss-mmm.tif in the station's folder.
 class StationFile {

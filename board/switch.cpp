@@ -10,11 +10,12 @@ static void set_state_word(Channel& channel, uint32_t word) {
     if (channel.line != nullptr) channel.line->state_word = word;
 }
 
-static void notify(Call& call) {
+static void notify(Board& board, Call& call) {
     for (const Side& side : call.sides) {
         if (side.channel != nullptr) side.channel->changed.notify_all();
     }
     call.changed.notify_all();
+    wake_link(board, call);
 }
 
 static std::shared_ptr<Call> new_call(const Dialling& dialling) {
@@ -49,7 +50,7 @@ static void place(Board& board, const std::shared_ptr<Call>& call) {
         caller->off_hook = false;
         set_state_word(*caller, LINE_STATE_CALLING);
     }
-    notify(*call);
+    notify(board, *call);
 }
 
 static DialResult ring_channel(Board& board, Channel& called, const Dialling& dialling, std::shared_ptr<Call>& call) {
@@ -88,12 +89,12 @@ void answer(Board& board, const std::shared_ptr<Call>& call) {
     bool with_station = false;
     for (Side& side : call->sides) {
         with_station |= side.station != nullptr;
+        side.expected = side.station == nullptr || !side.station->silent;
         if (side.channel == nullptr) continue;
-        side.expected = true;
         set_state_word(*side.channel, DORN_LINE_STATE_CONNECTED);
     }
     if (with_station) link_audio(board, call);
-    notify(*call);
+    notify(board, *call);
 }
 
 // Holds the call itself: the caller's pointer may be one of those that are reset here.
@@ -112,7 +113,7 @@ void hang_up(Board& board, std::shared_ptr<Call> held, size_t side) {
         set_state_word(*channel, keeps_it ? LINE_STATE_RELEASED : LINE_STATE_IDLE);
         if (!keeps_it) channel->call.reset();
     }
-    notify(*call);
+    notify(board, *call);
 }
 
 // Nobody on the called line has heard it ring yet.
@@ -122,7 +123,7 @@ static bool is_unheard(const Call& call, const Channel& channel) {
 
 void clear_channel(Board& board, Channel& channel) {
     if (channel.session != nullptr) {
-        break_session(channel, {KX_STATUS_USER_TERMINATED, 0});
+        break_session(board, channel, {KX_STATUS_USER_TERMINATED, 0});
         leave_session(channel);
     }
     const std::shared_ptr<Call> call = channel.call;

@@ -32,8 +32,8 @@ struct Call {
     std::string information;
     Clock::time_point ringing_since;
     uint64_t rings_taken = 0;  // of those that have rung so far; what rings unheard is not rung later
-    bool linked = false;       // a thread carries its audio
-    Condition changed;         // for that thread
+    std::weak_ptr<ClockTask> audio;
+    Condition changed;  // for a station's thread that waits on it
 };
 
 enum class DialResult { ringing, connected, busy, no_such_number };
