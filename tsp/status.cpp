@@ -1,5 +1,4 @@
 // The live state of a line, its address and its call, and the call's information record with the two parties.
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -95,30 +94,28 @@ void fill_call_info(LineRec* pLine, CallInfo& info) {
           __VA_ARGS__)
 
 struct DumpedField {
-    const char* format;
+    const char* name;
     DWORD LINECALLINFO::*field;
 };
 constexpr DumpedField SIZES[] = {
-    {"dwTotalSize(0x%x)", &LINECALLINFO::dwTotalSize},
-    {"dwUsedSize(0x%x)", &LINECALLINFO::dwUsedSize},
-    {"dwNeededSize(0x%x)", &LINECALLINFO::dwNeededSize},
+    {"dwTotalSize", &LINECALLINFO::dwTotalSize},
+    {"dwUsedSize", &LINECALLINFO::dwUsedSize},
+    {"dwNeededSize", &LINECALLINFO::dwNeededSize},
 };
 constexpr DumpedField FIXED_FIELDS[] = {
-    {"dwBearerMode(0x%x)", &LINECALLINFO::dwBearerMode},
-    {"dwMediaMode(0x%x)", &LINECALLINFO::dwMediaMode},
-    {"dwRate(0x%x)", &LINECALLINFO::dwRate},
-    {"dwCallStates(0x%x)", &LINECALLINFO::dwCallStates},
-    {"dwOrigin(0x%x)", &LINECALLINFO::dwOrigin},
-    {"dwReason(0x%x)", &LINECALLINFO::dwReason},
-    {"dwConnectedIDFlags(0x%x)", &LINECALLINFO::dwConnectedIDFlags},
-    {"dwRedirectionIDFlags(0x%x)", &LINECALLINFO::dwRedirectionIDFlags},
-    {"dwRedirectingIDFlags(0x%x)", &LINECALLINFO::dwRedirectingIDFlags},
+    {"dwBearerMode", &LINECALLINFO::dwBearerMode},
+    {"dwMediaMode", &LINECALLINFO::dwMediaMode},
+    {"dwRate", &LINECALLINFO::dwRate},
+    {"dwCallStates", &LINECALLINFO::dwCallStates},
+    {"dwOrigin", &LINECALLINFO::dwOrigin},
+    {"dwReason", &LINECALLINFO::dwReason},
+    {"dwConnectedIDFlags", &LINECALLINFO::dwConnectedIDFlags},
+    {"dwRedirectionIDFlags", &LINECALLINFO::dwRedirectionIDFlags},
+    {"dwRedirectingIDFlags", &LINECALLINFO::dwRedirectingIDFlags},
 };
 
 void dump_field(const LineRec* pLine, const LINECALLINFO* info, const DumpedField& dumped) {
-    char text[64] = {};
-    _snprintf(text, sizeof text - 1, dumped.format, static_cast<unsigned>(info->*dumped.field));
-    TRACE_CALL(pLine, "%s", text);
+    TRACE_CALL(pLine, "%s(0x%x)", dumped.name, info->*dumped.field);
 }
 
 // The offset's format has its "0x" behind the number; readers of the log know it so.

@@ -330,6 +330,25 @@ TEST_F(CallInfo, IsWrittenIntoTheTraceAlsoWhenItIsSmallerThanItsFixedPart) {
                                                  "dwCalledIDFlags(0x40)", "dwCallerIDFlags(0x40)"})));
 }
 
+namespace {
+
+int __cdecl noted_snprintf(char*, size_t, const char* format, ...) {
+    note(quoted(format));
+    return 0;
+}
+
+}  // namespace
+
+TEST_F(CallInfo, IsNotFormattedWhenNobodyWantsItInTheTrace) {
+    offer(kParties);
+    Replacements more(module);
+    ASSERT_TRUE(more.replace("_snprintf", reinterpret_cast<void*>(noted_snprintf)));
+    driver.uninteresting_levels = {4, 8, 9, 16, 17};
+    InfoAnswer answer;
+    EXPECT_EQ(ask(answer), 0);
+    EXPECT_TRUE(reads(all_of(NOTE), {}));
+}
+
 // ---- handles that are refused ---------------------------------------------------------------------------------------
 
 namespace {
