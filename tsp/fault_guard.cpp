@@ -13,7 +13,7 @@
 
 #ifdef _MSC_VER
 
-extern "C" int call_with_fault_guard(void (*body)(void*), void* context) {
+extern "C" int call_with_fault_frame(void (*body)(void*), void* context) {
     body(context);
     return 0;
 }
@@ -39,7 +39,6 @@ bool is_fault(DWORD code) {
 extern "C" {
 
 extern char fault_guard_landing[];
-int call_with_fault_frame(void (*body)(void*), void* context);
 
 // The language handler of the frame: takes a fault to the landing, lets everything else and the unwind pass go by.
 EXCEPTION_DISPOSITION fault_guard_handler(EXCEPTION_RECORD* record, void* frame, CONTEXT*, void* dispatcher) {
@@ -49,13 +48,6 @@ EXCEPTION_DISPOSITION fault_guard_handler(EXCEPTION_RECORD* record, void* frame,
         RtlUnwindEx(frame, fault_guard_landing, record, nullptr, context->ContextRecord, context->HistoryTable);
     }
     return ExceptionContinueSearch;
-}
-
-int call_with_fault_guard(void (*body)(void*), void* context) {
-    const size_t held_before = LineLock::held_by_this_thread();
-    const int fault = call_with_fault_frame(body, context);
-    if (fault) LineLock::release_since(held_before);
-    return fault;
 }
 }
 
@@ -87,3 +79,10 @@ fault_guard_landing:
 )");
 
 #endif
+
+extern "C" int call_with_fault_guard(void (*body)(void*), void* context) {
+    const size_t held_before = LineLock::held_by_this_thread();
+    const int fault = call_with_fault_frame(body, context);
+    if (fault) LineLock::release_since(held_before);
+    return fault;
+}

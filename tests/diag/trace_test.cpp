@@ -303,6 +303,12 @@ TEST_F(Trace, SwallowsAnExceptionOfTheQuestion) {
     EXPECT_TRUE(reads(windows_calls().only({"OutputDebugString<*>"}), {kComplaint, kComplaint}));
 }
 
+TEST_F(Trace, SwallowsAFaultOfTheQuestion) {
+    driver.on.QorvLogIsInterested = [](uint32_t, int) { return cause_access_violation(), 0; };
+    EXPECT_EQ(trace_twice(), 0);
+    EXPECT_TRUE(reads(windows_calls().only({"OutputDebugString<*>"}), {kComplaint, kComplaint}));
+}
+
 // ---- the bracket around the library -------------------------------------------------------------------------------
 
 namespace {

@@ -44,3 +44,13 @@ TEST_F(LockAfterFault, IsGivenBackSixteenTimesAtMost) {
     EXPECT_EQ(given_back_of(1), 1u);
     EXPECT_FALSE(ReleaseMutex(mutex));
 }
+
+TEST_F(LockAfterFault, IsLeftAloneByAFaultOfTheLog) {
+    driver.on.QorvLogIsInterested = [](uint32_t, int) { return cause_access_violation(), 0; };
+    new_chapter();
+    fault_with_locks(line(0), 2);
+    EXPECT_TRUE(reads(windows_calls().only({"WaitForSingleObject(MUTEX1<*>", "ReleaseMutex(MUTEX1)"}),
+                      {"WaitForSingleObject(MUTEX1, INFINITE)", "WaitForSingleObject(MUTEX1, INFINITE)",
+                       "ReleaseMutex(MUTEX1)", "ReleaseMutex(MUTEX1)"}));
+    EXPECT_FALSE(ReleaseMutex(mutex));
+}

@@ -94,8 +94,9 @@ void write_as_format(FILE* file, const char* text) {
 #endif
 }
 
-// Appends a finished line to the panic file; does nothing when its folder is not there.
-void append_to_panic_file(const char* source_file, uint32_t source_line, const char* line) {
+// Appends a finished line to the panic file; does nothing when its folder is not there. Not inlined: every written line
+// would carry its buffers on the stack.
+[[gnu::noinline]] void append_to_panic_file(const char* source_file, uint32_t source_line, const char* line) {
     char path[260 + 1] = {};
     _snprintf(path, 260, "%s\\%s", PANIC_FOLDER, PANIC_FILE);
 
@@ -119,21 +120,24 @@ void format_line(char (&line)[LINE_LENGTH + 1], const char* format, va_list argu
     line[LINE_LENGTH] = '\0';
 }
 
+// Writes a line that is wanted. Not inlined: one that nobody wants would pay for the buffer.
+[[gnu::noinline]] void write_line(const char* source_file, uint32_t source_line, int32_t level, const char* format,
+                                  va_list arguments) {
+    char line[LINE_LENGTH + 1];
+    format_line(line, format, arguments);
+    if (level == TRACE_PANIC) append_to_panic_file(source_file, source_line, line);
+    if (QorvLogIsInterested(trace_client, level) != 0)
+        QorvLogLogMsg(trace_client, level, line, source_file, source_line);
+}
+
 }  // namespace
 
 void trace(const char* source_file, uint32_t source_line, int32_t level, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const bool done = completes([&] {
-        if (level != TRACE_PANIC) {
-            if (!trace_setup()) return;
-            if (QorvLogIsInterested(trace_client, level) == 0) return;
-        }
-        char line[LINE_LENGTH + 1];
-        format_line(line, format, arguments);
-        if (level == TRACE_PANIC) append_to_panic_file(source_file, source_line, line);
-        if (QorvLogIsInterested(trace_client, level) != 0)
-            QorvLogLogMsg(trace_client, level, line, source_file, source_line);
+    const bool done = completes_without_locks([&] {
+        if (level == TRACE_PANIC || (trace_setup() && QorvLogIsInterested(trace_client, level) != 0))
+            write_line(source_file, source_line, level, format, arguments);
     });
     if (!done) OutputDebugStringW(L"!!!!Exception in logging TSP");
     va_end(arguments);
