@@ -156,6 +156,7 @@ static void copy_pages(TIFF* from, uint32_t first_page, const std::string& heade
 }
 
 Document prepare_document(const std::string& path, uint32_t first_page, const std::string& header) {
+    forget_tiff_library_complaint();
     const TiffHandle from = open_with_tiff_library(path, "r");
     if (from == nullptr) fail(APIERR_FILEFORMAT, path + " is no TIFF file: " + tiff_library_complaint());
     if (first_page != 0 && TIFFSetDirectory(from.get(), static_cast<tdir_t>(first_page)) != 1) {

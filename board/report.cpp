@@ -65,12 +65,15 @@ void ReportQueue::push(Report report) {
     threads_.changed_.notify_one();
 }
 
+// A handler is through in well under a millisecond; one that takes so long may be waiting for something.
+constexpr Milliseconds PATIENCE(500);
+
 void ReportQueue::flush() {
     Guard guard(threads_.lock_);
     if (handler_thread_ == GetCurrentThreadId()) return;
     const uint64_t last = pushed_;
     while (delivered_ < last && !closed_) {
-        const Clock::time_point patience = Clock::now() + Milliseconds(50);
+        const Clock::time_point patience = Clock::now() + PATIENCE;
         while (delivered_ < last && !closed_ && Clock::now() < patience) changed_.wait_until(guard, patience);
         threads_.relieve();
     }
@@ -87,12 +90,7 @@ void ReportQueue::close() {
 
 void ReportThreads::start() {
     const Guard guard(lock_);
-    while (threads_.size() < processor_count()) try {
-            add_thread();
-        } catch (const std::bad_alloc&) {
-            if (threads_.empty()) throw;
-            return;
-        }
+    if (threads_.empty()) add_thread();
 }
 
 void ReportThreads::end() {

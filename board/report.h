@@ -65,12 +65,11 @@ class ReportQueue : public std::enable_shared_from_this<ReportQueue> {
     bool closed_ = false;
 };
 
-// The threads that deliver the reports of all sessions: as many as the machine has processors, and one more whenever
-// somebody waits for a report while handlers keep all of them. So a handler that hangs stops no other session's
-// reports.
+// The threads that deliver the reports of all sessions: one, and one more whenever somebody has waited for a report
+// while handlers kept all of them. So a handler that hangs stops no other session's reports for long.
 class ReportThreads {
   public:
-    // To be called before the first report is pushed. Throws std::bad_alloc when there is no thread at all.
+    // To be called before the first report is pushed. Throws std::bad_alloc when there is no thread.
     void start();
     // Returns when all of them are through; reports that are left are not delivered.
     void end();

@@ -17,9 +17,12 @@ void quieten_tiff_library() {
 }
 
 TiffHandle open_with_tiff_library(const std::string& path, const char* mode) {
-    complaint[0] = '\0';
     // A file that is read once costs more to map than to read.
     return TiffHandle(TIFFOpen(path.c_str(), (std::string(mode) + "m").c_str()));
+}
+
+void forget_tiff_library_complaint() {
+    complaint[0] = '\0';
 }
 
 std::string tiff_library_complaint() {

@@ -20,7 +20,9 @@ void quieten_tiff_library();
 // Null when the file cannot be opened.
 TiffHandle open_with_tiff_library(const std::string& path, const char* mode);
 
-// What libtiff complained about last on this thread since the last open.
+// What libtiff complained about last on this thread, since it was told to forget. Who asks, says so first: the clock's
+// threads, which do not ask, are spared memory of their own for it.
+void forget_tiff_library_complaint();
 std::string tiff_library_complaint();
 
 }  // namespace softboard
