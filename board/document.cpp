@@ -83,9 +83,11 @@ static void read_row(TIFF* tiff, uint32_t page, uint32_t y, std::vector<uint8_t>
 // ---- the file as it is --------------------------------------------------------------------------------------------
 
 static bool is_stated(TIFF* tiff, uint32_t tag, uint32_t dpi) {
+    const uint16_t unit = short_field(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    if (unit != RESUNIT_INCH && unit != RESUNIT_CENTIMETER) return false;
     float stated = 0;
     TIFFGetField(tiff, tag, &stated);
-    if (short_field(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH) == RESUNIT_CENTIMETER) stated *= 2.54f;
+    if (unit == RESUNIT_CENTIMETER) stated *= 2.54f;
     return stated > static_cast<float>(dpi) * 0.96f && stated < static_cast<float>(dpi) * 1.04f;
 }
 

@@ -228,7 +228,7 @@ static std::optional<Clock::time_point> next_turn(Link& link, Guard& guard) {
     return std::nullopt;
 }
 
-// Out of memory: the call ends here, and nobody waits for a session that nothing carries.
+// Out of memory, or worse: the call ends here, and nobody waits for a session that nothing carries.
 static void give_up(Board& board, const std::shared_ptr<Call>& call) {
     for (const Side& side : call->sides) {
         if (side.session == nullptr) continue;
@@ -244,7 +244,7 @@ void link_audio(Board& board, const std::shared_ptr<Call>& call) {
     call->audio = board.clock.add(board.lock, [link](Guard& guard) -> std::optional<Clock::time_point> {
         try {
             return next_turn(*link, guard);
-        } catch (const std::bad_alloc&) {
+        } catch (...) {
             if (!guard.owns_lock()) guard.lock();
             give_up(link->board, link->call);
             return std::nullopt;

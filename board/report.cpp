@@ -48,8 +48,8 @@ static void deliver(Line& line, Report& report) {
     delivered_report = &report;
     try {
         handler(&line.head, &report.head, line.channel->config.unit);
-    } catch (const std::exception& exception) {
-        BOARD_LOG(LOG_ERROR, std::string("a report handler has raised: ") + exception.what());
+    } catch (...) {
+        BOARD_LOG(LOG_ERROR, "a report handler has raised an exception");
     }
     delivered_report = nullptr;
 }

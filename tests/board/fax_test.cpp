@@ -104,9 +104,33 @@ constexpr FileCase FILES[] = {
     {"Uncompressed", {COMPRESSION_NONE, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISWHITE, "w"}},
     {"BlackIsZero", {COMPRESSION_CCITTFAX4, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISBLACK, "w"}},
     {"BigEndian", {COMPRESSION_CCITTFAX4, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISWHITE, "wb"}},
+    {"InCentimetres", {COMPRESSION_CCITTFAX4, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISWHITE, "w", RESUNIT_CENTIMETER, 204}},
+    {"InNoUnit", {COMPRESSION_CCITTFAX4, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISWHITE, "w", RESUNIT_NONE, 204}},
+    {"HundredDotsAnInchAcross",
+     {COMPRESSION_CCITTFAX4, FILLORDER_MSB2LSB, PHOTOMETRIC_MINISWHITE, "w", RESUNIT_INCH, 100}},
 };
 INSTANTIATE_TEST_SUITE_P(, FaxOfFile, testing::ValuesIn(FILES),
                          [](const testing::TestParamInfo<FileCase>& file) { return file.param.name; });
+
+static bool has_temporary_files() {
+    char folder[MAX_PATH + 1];
+    GetTempPathA(sizeof folder, folder);
+    WIN32_FIND_DATAA found;
+    const std::string pattern = std::string(folder) + "calddlld-" + std::to_string(GetCurrentProcessId()) + "-*";
+    const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) FindClose(search);
+    return search != INVALID_HANDLE_VALUE;
+}
+
+TEST(Fax, AFileThatMayOnlyBeReadIsSentAndItsCopyIsNotLeftBehind) {
+    FaxBoard fax;
+    SetFileAttributesA(fax.out.c_str(), FILE_ATTRIBUTE_READONLY);
+    expect_good(fax.run().sent, 3);
+    expect_same_pages(fax.in, fax.pages);
+    fax.board.shut_down();
+    EXPECT_FALSE(has_temporary_files());
+    SetFileAttributesA(fax.out.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
 
 TEST(Fax, PagesOfAllWidthsAndResolutionsGoInOneDocument) {
     const FaxBoard fax("", {},

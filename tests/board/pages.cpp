@@ -43,6 +43,7 @@ Page halftone_page(uint32_t rows) {
 
 void write_file(const std::string& path, const std::vector<Page>& pages, const FileForm& form) {
     TIFF* const tiff = TIFFOpen(path.c_str(), form.mode);
+    const double inches = form.unit == RESUNIT_CENTIMETER ? 1 / 2.54 : 1;
     for (const Page& page : pages) {
         TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, page.width);
         TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(page.rows.size()));
@@ -51,9 +52,9 @@ void write_file(const std::string& path, const std::vector<Page>& pages, const F
         TIFFSetField(tiff, TIFFTAG_COMPRESSION, form.compression);
         TIFFSetField(tiff, TIFFTAG_FILLORDER, form.fill_order);
         TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, form.photometric);
-        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 204.0);
-        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, static_cast<double>(page.dpi_down));
-        TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, form.dpi_across * inches);
+        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, static_cast<double>(page.dpi_down) * inches);
+        TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, form.unit);
         for (uint32_t y = 0; y < page.rows.size(); ++y) {
             std::vector<uint8_t> row = page.rows[y];
             if (form.photometric == PHOTOMETRIC_MINISBLACK) {

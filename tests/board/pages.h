@@ -23,6 +23,8 @@ struct FileForm {
     uint16_t fill_order = FILLORDER_MSB2LSB;
     uint16_t photometric = PHOTOMETRIC_MINISWHITE;
     const char* mode = "w";
+    uint16_t unit = RESUNIT_INCH;
+    double dpi_across = 204;
 };
 void write_file(const std::string& path, const std::vector<Page>& pages, const FileForm& form = {});
 
