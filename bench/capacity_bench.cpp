@@ -23,22 +23,29 @@ constexpr unsigned CLOSE_ENOUGH = 32;  // calls
 constexpr DWORD WATCHED = 10000;       // milliseconds after the last fax has begun
 constexpr unsigned FIRST_NUMBER = 10000;
 
-#define BOARD_FUNCTION(name) decltype(&::name) name = find_function<decltype(&::name)>(module, #name)
+struct BoardFunction {
+    HMODULE module;
+    const char* name;
+    template <class Function>
+    operator Function*() const {
+        return find_function<Function*>(module, name);
+    }
+};
+
 struct SoftwareBoard {
     const HMODULE module = load_board(L"..\\..\\bin");
-    BOARD_FUNCTION(DornInitialize);
-    BOARD_FUNCTION(DornShutdown);
-    BOARD_FUNCTION(DornLineAttach);
-    BOARD_FUNCTION(DornCallSetup);
-    BOARD_FUNCTION(DornCallWaitForComplete);
-    BOARD_FUNCTION(DornLineWaitForCallISDN);
-    BOARD_FUNCTION(DornLineAnswerISDN);
-    BOARD_FUNCTION(DornTiffOpen);
-    BOARD_FUNCTION(DornTiffClose);
-    BOARD_FUNCTION(DornFaxBeginSendTiff);
-    BOARD_FUNCTION(DornFaxBeginReceive);
+    decltype(&::DornInitialize) DornInitialize = BoardFunction{module, "DornInitialize"};
+    decltype(&::DornShutdown) DornShutdown = BoardFunction{module, "DornShutdown"};
+    decltype(&::DornLineAttach) DornLineAttach = BoardFunction{module, "DornLineAttach"};
+    decltype(&::DornCallSetup) DornCallSetup = BoardFunction{module, "DornCallSetup"};
+    decltype(&::DornCallWaitForComplete) DornCallWaitForComplete = BoardFunction{module, "DornCallWaitForComplete"};
+    decltype(&::DornLineWaitForCallISDN) DornLineWaitForCallISDN = BoardFunction{module, "DornLineWaitForCallISDN"};
+    decltype(&::DornLineAnswerISDN) DornLineAnswerISDN = BoardFunction{module, "DornLineAnswerISDN"};
+    decltype(&::DornTiffOpen) DornTiffOpen = BoardFunction{module, "DornTiffOpen"};
+    decltype(&::DornTiffClose) DornTiffClose = BoardFunction{module, "DornTiffClose"};
+    decltype(&::DornFaxBeginSendTiff) DornFaxBeginSendTiff = BoardFunction{module, "DornFaxBeginSendTiff"};
+    decltype(&::DornFaxBeginReceive) DornFaxBeginReceive = BoardFunction{module, "DornFaxBeginReceive"};
 };
-#undef BOARD_FUNCTION
 
 void must(int result, const char* what) {
     if (result < 0) give_up(std::string(what) + " has failed");
@@ -107,7 +114,10 @@ bool misses_none(const SoftwareBoard& board, unsigned calls, const std::string& 
 
 // The machine may have been busy with something else.
 bool carries(const SoftwareBoard& board, unsigned calls, const std::string& path) {
-    return misses_none(board, calls, path) || misses_none(board, calls, path);
+    for (int tries = 0; tries < 2; ++tries) {
+        if (misses_none(board, calls, path)) return true;
+    }
+    return false;
 }
 
 unsigned most_calls(const SoftwareBoard& board, const std::string& path) {

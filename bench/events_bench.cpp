@@ -20,8 +20,7 @@ OwnedHandle auto_reset_event() {
     return OwnedHandle(CreateEventW(nullptr, FALSE, FALSE, nullptr));
 }
 
-// ---- the floor
-// -------------------------------------------------------------------------------------------------------
+// ---- the floor -----------------------------------------------------------------------------------------------------
 
 // Two threads; one hands an event to the other.
 class HandOver {
@@ -58,8 +57,7 @@ void add_rows(const Results& results, const std::string& name, const std::vector
     results.add({name + ", 99th percentile", "us", quantile(figure, 0.99), quantile(floor, 0.99), std::nullopt, note});
 }
 
-// ---- ring to OFFERING
-// ------------------------------------------------------------------------------------------------
+// ---- ring to OFFERING ----------------------------------------------------------------------------------------------
 
 ProviderUnderTest gProvider;
 HANDLE gOffered;  // auto-reset
@@ -100,8 +98,7 @@ void measure_rings(const Results& results, const std::vector<HDRVLINE>& lines) {
     add_rows(results, "a ring to LINECALLSTATE_OFFERING", figure, floor);
 }
 
-// ---- report to shared segment
-// ----------------------------------------------------------------------------------------
+// ---- report to shared segment --------------------------------------------------------------------------------------
 
 FaxSegment gSegment;
 uint32_t gUnit = 0;

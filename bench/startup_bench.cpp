@@ -28,8 +28,7 @@ double milliseconds_since(int64_t ticks) {
     return nanoseconds(ticks_now() - ticks) / 1e6;
 }
 
-// ---- time
-// ------------------------------------------------------------------------------------------------------------
+// ---- time ----------------------------------------------------------------------------------------------------------
 
 double start_up_time(const ProviderUnderTest& provider) {
     const int64_t before = ticks_now();
@@ -99,8 +98,7 @@ void measure_time(const ProviderUnderTest& provider, const Results& results, uns
     provider.board->reset_duration = 0;
 }
 
-// ---- memory and handles
-// ----------------------------------------------------------------------------------------------
+// ---- memory and handles --------------------------------------------------------------------------------------------
 
 struct Holdings {
     double resident;   // KB

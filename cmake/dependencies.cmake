@@ -1,5 +1,6 @@
 # The libraries that scripts/bootstrap.sh has cross-built, as imported targets: qorv::ace, qorv::tiff, qorv::spandsp and,
-# for the benchmarks, qorv::benchmark; and GoogleTest, built here from its Debian source package: GTest::gtest, GTest::gmock and their _main forms.
+# for the benchmarks, qorv::benchmark; and GoogleTest, built here from its Debian source package: GTest::gtest,
+# GTest::gmock and their _main forms.
 
 # The same folder as in scripts/paths.sh: named after the pins, in a cache outside the tree.
 file(SHA256 ${CMAKE_SOURCE_DIR}/scripts/third-party.pins qorv_key)

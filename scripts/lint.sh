@@ -14,7 +14,8 @@ clang-format --dry-run -Werror "${all[@]}"
 echo 'lint: cppcheck'
 cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --std=c++17 --platform=win64 \
     --suppressions-list=.cppcheck-suppressions -j "$(nproc)" -D_WIN32 -D_WIN32_WINNT=0x0601 \
-    -Iinclude -Itsp -Iboard -Ihost -Iservice -Ipackaging -Ibuild/packaging -Ibench -Ibench/driver -I. tsp board host service packaging bench
+    -Iinclude -Itsp -Iboard -Ihost -Iservice -Ipackaging -Ibuild/packaging -Ibench -Ibench/driver -I. \
+    tsp board host service packaging bench
 
 # The cross compiler's own headers, for clang.
 gcc_headers=$(x86_64-w64-mingw32-g++-posix -print-file-name=include/c++)
