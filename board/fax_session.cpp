@@ -7,8 +7,7 @@
 
 namespace softboard {
 
-// ---- what the engine says, on a thread of the clock
-// --------------------------------------------------------------------
+// ---- what the engine says, on a thread of the clock ----------------------------------------------------------------
 
 static std::string name_of(const FaxSession& session) {
     return session.channel == nullptr ? "station" : "channel " + std::to_string(session.channel->config.number);

@@ -47,12 +47,11 @@ std::list<Thread> LineClock::end() {
 
 // One thread is enough to go on with; those that the system refuses are asked for again with the next task.
 void LineClock::start_threads(Mutex& lock) {
-    while (threads_.size() < processor_count()) try {
-            threads_.emplace_back([this, &lock] { run(lock); });
-        } catch (const std::bad_alloc&) {
-            if (threads_.empty()) throw;
-            return;
-        }
+    try {
+        while (threads_.size() < processor_count()) threads_.emplace_back([this, &lock] { run(lock); });
+    } catch (const std::bad_alloc&) {
+        if (threads_.empty()) throw;
+    }
 }
 
 void LineClock::run(Mutex& lock) {
