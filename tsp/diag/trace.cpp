@@ -69,9 +69,8 @@ void register_filter() {
     QorvLogFilterDelete(filter);
 }
 
-// Registers the filter once; returns whether the trace is ready.
-bool trace_setup() {
-    if (trace_ready) return true;
+// Registers the filter once; returns whether the trace is ready. Not inlined: every line would pay for it.
+[[gnu::noinline]] bool trace_setup() {
     ACE_GUARD_RETURN(ACE_Thread_Mutex, guard, trace_lock, false);
     if (!trace_ready) {
         with_faults_as_exceptions([] {
@@ -120,9 +119,11 @@ void format_line(char (&line)[LINE_LENGTH + 1], const char* format, va_list argu
     line[LINE_LENGTH] = '\0';
 }
 
-// Writes a line that is wanted. Not inlined: one that nobody wants would pay for the buffer.
-[[gnu::noinline]] void write_line(const char* source_file, uint32_t source_line, int32_t level, const char* format,
-                                  va_list arguments) {
+bool is_wanted(int32_t level) {
+    return (trace_ready || trace_setup()) && QorvLogIsInterested(trace_client, level) != 0;
+}
+
+void write_line(const char* source_file, uint32_t source_line, int32_t level, const char* format, va_list arguments) {
     char line[LINE_LENGTH + 1];
     format_line(line, format, arguments);
     if (level == TRACE_PANIC) append_to_panic_file(source_file, source_line, line);
@@ -130,16 +131,23 @@ void format_line(char (&line)[LINE_LENGTH + 1], const char* format, va_list argu
         QorvLogLogMsg(trace_client, level, line, source_file, source_line);
 }
 
+// Writes a line that is wanted, and returns whether nothing went wrong. Not inlined: one that nobody wants would pay
+// for the buffer.
+[[gnu::noinline]] bool is_written(const char* source_file, uint32_t source_line, int32_t level, const char* format,
+                                  va_list arguments) {
+    return completes_without_locks([=] { write_line(source_file, source_line, level, format, arguments); });
+}
+
 }  // namespace
 
 void trace(const char* source_file, uint32_t source_line, int32_t level, const char* format, ...) {
+    bool wanted = level == TRACE_PANIC;
+    const bool asked = wanted || completes_without_locks([&wanted, level] { wanted = is_wanted(level); });
+    if (asked && !wanted) return;
     va_list arguments;
     va_start(arguments, format);
-    const bool done = completes_without_locks([&] {
-        if (level == TRACE_PANIC || (trace_setup() && QorvLogIsInterested(trace_client, level) != 0))
-            write_line(source_file, source_line, level, format, arguments);
-    });
-    if (!done) OutputDebugStringW(L"!!!!Exception in logging TSP");
+    if (!asked || !is_written(source_file, source_line, level, format, arguments))
+        OutputDebugStringW(L"!!!!Exception in logging TSP");
     va_end(arguments);
 }
 
