@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "header_line.h"
 #include "page.h"
+#include "sync.h"
 #include "tiff_library.h"
 
 namespace softboard {
@@ -80,6 +81,13 @@ static void read_row(TIFF* tiff, uint32_t page, uint32_t y, std::vector<uint8_t>
     if (TIFFReadScanline(tiff, row.data(), y, 0) != 1) refuse(page, tiff_library_complaint());
 }
 
+// However many documents are begun with at once, they leave the clock of the calls its share of the processors. A place
+// is held for a page at a time, so that a short document does not wait for a long one.
+static Places& places_to_read() {
+    static Places places(std::max(1U, processor_count() / 2));
+    return places;
+}
+
 // ---- the file as it is --------------------------------------------------------------------------------------------
 
 static bool is_stated(TIFF* tiff, uint32_t tag, uint32_t dpi) {
@@ -96,6 +104,12 @@ static bool suits_engine(TIFF* tiff, const PageForm& form) {
     return is_stated(tiff, TIFFTAG_XRESOLUTION, DPI_ACROSS) && is_stated(tiff, TIFFTAG_YRESOLUTION, form.dpi_down);
 }
 
+static void check_page(TIFF* tiff, uint32_t page, const PageForm& form) {
+    const std::lock_guard<Places> place(places_to_read());
+    std::vector<uint8_t> row(form.width / 8);
+    for (uint32_t y = 0; y < form.rows; ++y) read_row(tiff, page, y, row);
+}
+
 // A copy is all it takes when every page suits the engine. It is the copy that is sent, whatever the file's owner does
 // with the file meanwhile.
 static bool copy_file(const std::string& path, Document& document) {
@@ -108,8 +122,7 @@ static bool copy_file(const std::string& path, Document& document) {
     do {
         const PageForm form = form_of(tiff.get(), pages);
         if (pages == MOST_PAGES || !suits_engine(tiff.get(), form)) return false;
-        std::vector<uint8_t> row(form.width / 8);
-        for (uint32_t y = 0; y < form.rows; ++y) read_row(tiff.get(), pages, y, row);
+        check_page(tiff.get(), pages, form);
         ++pages;
     } while (TIFFReadDirectory(tiff.get()) == 1);
     document.pages = pages;
@@ -132,6 +145,7 @@ static void set_form(TIFF* tiff, const PageForm& form) {
 }
 
 static void copy_page(TIFF* from, TIFF* to, uint32_t page, const std::string& header) {
+    const std::lock_guard<Places> place(places_to_read());
     const PageForm form = form_of(from, page);
     set_form(to, form);
     const uint32_t header_end = header.empty() ? 0 : header_rows(form.dpi_down);

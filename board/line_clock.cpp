@@ -1,10 +1,14 @@
 #include "line_clock.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace softboard {
 
 constexpr Clock::time_point NEVER = Clock::time_point::max();
+constexpr Milliseconds MAKES_UP_FOR(100);
+
+// ---- ticks --------------------------------------------------------------------------------------------------------
 
 std::string MissedTicks::news(Clock::time_point now, bool last_word) {
     constexpr Milliseconds INTERVAL(10000);
@@ -12,6 +16,19 @@ std::string MissedTicks::news(Clock::time_point now, bool last_word) {
     told_ = count_;
     told_at_ = now;
     return std::to_string(count_) + " ticks of 20 ms missed so far: the processor does not keep up with the calls";
+}
+
+static Clock::time_point last_tick(Clock::time_point now) {
+    return Clock::time_point(now.time_since_epoch() / TICK * TICK);
+}
+
+bool Ticks::take(Clock::time_point now, MissedTicks& missed) {
+    if (!next_.has_value()) next_ = last_tick(now) + TICK;
+    const Clock::time_point tick = *next_;
+    if (now < tick) return false;
+    next_ = std::max(tick + TICK, last_tick(now) - MAKES_UP_FOR);
+    if (now - tick >= TICK) missed.add(static_cast<uint64_t>((*next_ - tick) / TICK));
+    return true;
 }
 
 // ---- tasks --------------------------------------------------------------------------------------------------------

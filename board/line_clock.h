@@ -30,6 +30,21 @@ class MissedTicks {
     Clock::time_point told_at_;
 };
 
+// The ticks of one call. Begins with the next one of all calls.
+class Ticks {
+  public:
+    // Whether one is due. When more are, the caller makes up for them one by one; what is more than 100 ms behind, a
+    // process was stopped, is let go by. A tick that is not taken before the next one has been missed.
+    bool take(Clock::time_point now, MissedTicks& missed);
+    // When the next one is due, once take has been called.
+    Clock::time_point next() const { return *next_; }
+    // The call pauses: it begins again with the next tick then.
+    void pause() { next_.reset(); }
+
+  private:
+    std::optional<Clock::time_point> next_;
+};
+
 struct ClockTask;
 
 // By the time at which each is due next, of those that do not have their turn right now.

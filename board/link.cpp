@@ -12,8 +12,6 @@
 
 namespace softboard {
 
-// A call that is late makes up for so much at the most: a process that was stopped lets the rest go by.
-constexpr Milliseconds MAKES_UP_FOR(100);
 constexpr Clock::time_point WHEN_WOKEN = Clock::time_point::max();
 
 static const FaxConfig& fax_config(const Side& side) {
@@ -53,8 +51,7 @@ struct Link {
     bool begun = false;
     bool holding = false;
     Clock::time_point held_since;
-    bool ticking = false;
-    Clock::time_point next_tick;
+    Ticks ticks;
 };
 
 // ---- which sessions are carried -----------------------------------------------------------------------------------
@@ -82,7 +79,7 @@ static void follow_sessions(Link& link) {
         }
         if (end.session == nullptr || !is_over(*end.session)) continue;
         // Who has broken off on a call that is still up is expected to clear it.
-        side.expected = side.channel != nullptr && end.session->broken.has_value();
+        if (side.channel != nullptr && end.session->broken.has_value()) side.expected = true;
         side.session.reset();
         end.taken_off = std::move(end.session);
         end.session.reset();
@@ -124,24 +121,15 @@ static Due fast_time(Link& link, Clock::time_point now) {
     return now < until ? Due{0, until} : Due{1, now};
 }
 
-static Clock::time_point last_tick(Clock::time_point now) {
-    return Clock::time_point(now.time_since_epoch() / TICK * TICK);
-}
-
 static Due clock_time(Link& link, Clock::time_point now) {
-    if (!link.ticking) link.next_tick = last_tick(now) + TICK;
-    link.ticking = true;
-    if (now < link.next_tick) return {0, link.next_tick};
-    const Clock::time_point tick = link.next_tick;
-    link.next_tick = std::max(tick + TICK, last_tick(now) - MAKES_UP_FOR);
-    link.board.missed_ticks.add(static_cast<uint64_t>((now - tick) / TICK));
-    return {static_cast<int>(link.board.config.pace), link.next_tick};
+    const bool due = link.ticks.take(now, link.board.missed_ticks);
+    return {due ? static_cast<int>(link.board.config.pace) : 0, link.ticks.next()};
 }
 
 // The lock is held.
 static Due what_is_due(Link& link, Clock::time_point now) {
     if (link.ends[CALLER].session == nullptr && link.ends[CALLED].session == nullptr) {
-        link.ticking = false;
+        link.ticks.pause();
         return {0, WHEN_WOKEN};
     }
     return link.board.config.pace == PACE_FAST ? fast_time(link, now) : clock_time(link, now);

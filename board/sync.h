@@ -53,6 +53,29 @@ class Condition {
     CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
 };
 
+// Room for so many threads at once; the others wait. Held by std::lock_guard.
+class Places {
+  public:
+    explicit Places(unsigned count) : free_(count) {}
+    Places(const Places&) = delete;
+    Places& operator=(const Places&) = delete;
+    void lock() {
+        Guard guard(lock_);
+        while (free_ == 0) freed_.wait(guard);
+        --free_;
+    }
+    void unlock() {
+        const Guard guard(lock_);
+        ++free_;
+        freed_.notify_one();
+    }
+
+  private:
+    Mutex lock_;
+    Condition freed_;
+    unsigned free_;
+};
+
 inline unsigned processor_count() {
     SYSTEM_INFO system;
     GetSystemInfo(&system);

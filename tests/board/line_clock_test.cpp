@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <line_clock.h>
 
+#include <atomic>
 #include <vector>
 
 using namespace softboard;
@@ -113,4 +114,119 @@ TEST_F(LineClockTest, TurnsAreTakenInTheOrderInWhichTheyAreDue) {
     wait_for(3);
     guard.lock();
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
+// ---- ticks --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr Milliseconds TOLD_WITHIN(1000000);
+
+class TicksTest : public testing::Test {
+  protected:
+    TicksTest() { ticks.take(after(0), missed); }  // the next one is 20 ms after `begin`
+
+    static Clock::time_point after(int milliseconds) {
+        const Clock::time_point begin(TICK * 1000);
+        return begin + Milliseconds(milliseconds);
+    }
+    // How many may be taken at that time.
+    int take_all(int milliseconds) {
+        int count = 0;
+        while (ticks.take(after(milliseconds), missed)) ++count;
+        return count;
+    }
+    std::string told() { return missed.news(after(0) + TOLD_WITHIN, true); }
+
+    Ticks ticks;
+    MissedTicks missed;
+};
+
+}  // namespace
+
+TEST_F(TicksTest, AreDueEvery20Milliseconds) {
+    EXPECT_FALSE(ticks.take(after(19), missed));
+    EXPECT_TRUE(ticks.take(after(20), missed));
+    EXPECT_FALSE(ticks.take(after(39), missed));
+    EXPECT_TRUE(ticks.take(after(40), missed));
+    EXPECT_EQ(ticks.next(), after(60));
+    EXPECT_EQ(told(), "");
+}
+
+TEST_F(TicksTest, AreTheSameForAllCalls) {
+    Ticks other;
+    EXPECT_FALSE(other.take(after(7), missed));
+    EXPECT_EQ(other.next(), after(20));
+}
+
+TEST_F(TicksTest, OneThatIsTakenBeforeTheNextIsNotMissed) {
+    EXPECT_EQ(take_all(39), 1);
+    EXPECT_EQ(told(), "");
+}
+
+TEST_F(TicksTest, ThoseTakenLaterAreMissedOnceAndMadeUpFor) {
+    EXPECT_EQ(take_all(20 + 65), 4);
+    EXPECT_EQ(told(), "3 ticks of 20 ms missed so far: the processor does not keep up with the calls");
+}
+
+TEST_F(TicksTest, WhatIsMoreThan100MillisecondsBehindIsLetGoBy) {
+    EXPECT_EQ(take_all(1020), 7);  // the first, five to make up for, and the one that is due
+    EXPECT_EQ(told(), "50 ticks of 20 ms missed so far: the processor does not keep up with the calls");
+    EXPECT_EQ(ticks.next(), after(1040));
+}
+
+TEST_F(TicksTest, AfterAPauseTheNextOneIsTheFirst) {
+    ticks.pause();
+    EXPECT_EQ(take_all(1007), 0);
+    EXPECT_EQ(take_all(1020), 1);
+    EXPECT_EQ(told(), "");
+}
+
+TEST_F(TicksTest, MissedOnesAreToldEveryTenSecondsAndInTheLastWord) {
+    const Clock::time_point first = after(0) + TOLD_WITHIN;
+    missed.add(1);
+    EXPECT_NE(missed.news(first, false), "");
+    missed.add(1);
+    EXPECT_EQ(missed.news(first + Milliseconds(9999), false), "");
+    EXPECT_NE(missed.news(first + Milliseconds(10000), false), "");
+    EXPECT_EQ(missed.news(first + Milliseconds(30000), false), "") << "there are no new ones";
+    missed.add(1);
+    EXPECT_EQ(missed.news(first + Milliseconds(10001), true),
+              "3 ticks of 20 ms missed so far: the processor does not keep up with the calls");
+}
+
+// ---- places -------------------------------------------------------------------------------------------------------
+
+TEST(PlacesTest, OnlySoManyAreInAtOnceAndEveryoneGetsIn) {
+    constexpr unsigned PLACES = 2;
+    constexpr int THREADS = 8;
+    Places places(PLACES);
+    std::atomic<unsigned> inside{0};
+    std::atomic<unsigned> most{0};
+    std::atomic<int> through{0};
+    {
+        std::list<Thread> threads;
+        for (int i = 0; i < THREADS; ++i) {
+            threads.emplace_back([&] {
+                for (int round = 0; round < 200; ++round) {
+                    const std::lock_guard<Places> place(places);
+                    const unsigned now = ++inside;
+                    if (now > most) most = now;
+                    SwitchToThread();
+                    --inside;
+                }
+                ++through;
+            });
+        }
+    }
+    EXPECT_EQ(through, THREADS);
+    EXPECT_LE(most, PLACES);
+}
+
+TEST(PlacesTest, SoManyAreInAtOnce) {
+    Places places(2);
+    places.lock();
+    places.lock();
+    places.unlock();
+    places.unlock();
 }
