@@ -93,9 +93,9 @@ void attach_session(Board& board, Channel& channel, const std::shared_ptr<FaxSes
     const size_t side = side_of(*call, channel);
     call->sides[side].session = session;
     call->sides[side].expected = false;
-    // An end that has had a session before will have another one.
+    // An end that has had a session before will have another one. The earlier one may be over and still be on the call.
     Side& other = call->sides[1 - side];
-    if (other.channel != nullptr && other.session == nullptr) other.expected = true;
+    if (other.channel != nullptr && (other.session == nullptr || is_over(*other.session))) other.expected = true;
     wake_link(board, *call);
 }
 

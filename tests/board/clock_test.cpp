@@ -4,8 +4,11 @@
 #include <tlhelp32.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <cstring>
 
+#include "import_table.h"
 #include "pages.h"
 #include "support.h"
 
@@ -70,6 +73,79 @@ TEST(SharedClock, TicksThatTheProcessorsAreTooSlowForAreToldInTheLog) {
     while (!log_says(board, " ticks of 20 ms missed so far: the processor does not keep up with the calls")) {
         SwitchToThread();
     }
+}
+
+// ---- a clock that has no processor for a while ----------------------------------------------------------------------
+
+namespace {
+
+// Stops the clock's thread that says in the log that a session is through: as soon as it has let go of the lock under
+// which it has woken whoever waits for that.
+struct ThreadThatIsThrough {
+    const char* const session;
+    const HANDLE stopped = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE released = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    std::atomic<DWORD> id{0};
+    bool has_woken = false;
+};
+ThreadThatIsThrough through{"channel 0 is through"};
+decltype(&::OutputDebugStringA) original_debug_string;
+decltype(&::WakeAllConditionVariable) original_wake_all;
+decltype(&::ReleaseSRWLockExclusive) original_release;
+
+void WINAPI watch_debug_string(const char* text) {
+    if (std::strstr(text, through.session) != nullptr && through.id == 0) through.id = GetCurrentThreadId();
+    original_debug_string(text);
+}
+
+void WINAPI watch_wake_all(CONDITION_VARIABLE* condition) {
+    if (GetCurrentThreadId() == through.id) through.has_woken = true;
+    original_wake_all(condition);
+}
+
+void WINAPI stop_after_release(SRWLOCK* lock) {
+    original_release(lock);
+    if (GetCurrentThreadId() != through.id || !through.has_woken) return;
+    SetEvent(through.stopped);
+    WaitForSingleObject(through.released, INFINITE);
+}
+
+template <class Function>
+void replace(harness::Replacements& table, const char* name, Function& original, Function replacement) {
+    original = reinterpret_cast<Function>(table.original(name));
+    ASSERT_TRUE(table.replace(name, reinterpret_cast<void*>(replacement)));
+}
+
+}  // namespace
+
+TEST(SharedClock, FastTimeStandsStillForTheNextDocumentThoughTheEndOfTheOneBeforeIsStillBeingCarried) {
+    Board board("[log]\nfile={folder}\\board.log\non=FILTER_INFO\n");
+    write_file(board.file("out.tif"), {text_page(1)});
+    const ConnectedLines lines(0, 1, "101");
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    replace(table, "OutputDebugStringA", original_debug_string, watch_debug_string);
+    replace(table, "WakeAllConditionVariable", original_wake_all, watch_wake_all);
+    replace(table, "ReleaseSRWLockExclusive", original_release, stop_after_release);
+
+    expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
+    WaitForSingleObject(through.stopped, INFINITE);
+    DornFaxRecord receiving{};
+    EXPECT_EQ(DornFaxBeginReceive(lines.called, &receiving), 0);
+    int trained = -1;
+    {
+        const softboard::Thread receiver([&] {
+            trained = DornFaxWaitForTraining(lines.called, &receiving);
+            DornFaxRcvPageTiff(lines.called, &receiving);
+        });
+        SetEvent(through.released);
+        Sleep(300);  // more than the receiver's timers need to run out when nothing stops them
+        DornFaxRecord sending{};
+        sending.hTiff = open_tiff(board.file("out.tif"), "r");
+        EXPECT_EQ(DornFaxBeginSendTiff(lines.caller, &sending), 0);
+        EXPECT_EQ(DornFaxWaitForTraining(lines.caller, &sending), 0);
+        terminate(lines.caller);
+    }
+    EXPECT_EQ(trained, 0);
 }
 
 // ---- report handlers that hang ------------------------------------------------------------------------------------
