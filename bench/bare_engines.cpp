@@ -36,6 +36,7 @@ struct BareFax::End {
         t30_set_supported_resolutions(t30, T30_SUPPORT_STANDARD_RESOLUTION | T30_SUPPORT_FINE_RESOLUTION |
                                                T30_SUPPORT_SUPERFINE_RESOLUTION | T30_SUPPORT_R8_RESOLUTION);
         t30_set_rx_encoding(t30, T4_COMPRESSION_ITU_T6);
+        t30_set_tx_ident(t30, calling ? "sender" : "receiver");
         t30_set_phase_e_handler(t30, on_phase_e, this);
     }
 
@@ -86,47 +87,51 @@ BareFaxResult run_bare_fax(const BareFaxSettings& settings) {
 
 namespace {
 
-using Share = std::vector<std::unique_ptr<BareFax>>;
-
-uint32_t carry_in_real_time(const Share& faxes) {
+struct Share {
     uint32_t ticks = 0;
+    bool good = true;
+};
+
+// Every `stride`th of the faxes, from the first on.
+Share carry_in_real_time(unsigned first, unsigned stride, const std::vector<BareFaxSettings>& all) {
+    std::vector<std::unique_ptr<BareFax>> faxes;
+    for (size_t i = first; i < all.size(); i += stride) faxes.push_back(std::make_unique<BareFax>(all[i]));
+    Share share;
     auto tick = std::chrono::steady_clock::now();
-    for (bool going_on = true; going_on; ++ticks) {
+    for (bool going_on = true; going_on; ++share.ticks) {
         going_on = false;
         for (const auto& fax : faxes) going_on |= fax->carry_frame();
         tick += std::chrono::milliseconds(20);
         const auto left = tick - std::chrono::steady_clock::now();
         if (left.count() > 0) Sleep(static_cast<DWORD>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
     }
-    return ticks;
+    for (const auto& fax : faxes) share.good &= fax->is_good();
+    return share;
 }
 
 }  // namespace
 
 BareFaxesResult run_bare_faxes_in_real_time(unsigned count, const BareFaxSettings& settings) {
     const BenchFolder folder;
+    std::vector<BareFaxSettings> all(count, settings);
+    for (unsigned i = 0; i < count; ++i) all[i].receive_path = folder.file(format("%u.tif", i));
     SYSTEM_INFO system;
     GetSystemInfo(&system);
     std::vector<Share> shares(system.dwNumberOfProcessors);
-    for (unsigned i = 0; i < count; ++i) {
-        BareFaxSettings own = settings;
-        own.receive_path = folder.file(format("%u.tif", i));
-        shares[i % shares.size()].push_back(std::make_unique<BareFax>(own));
-    }
+    const auto stride = static_cast<unsigned>(shares.size());
     BareFaxesResult result;
-    std::vector<uint32_t> ticks(shares.size());
     const double before = process_seconds();
     {
         std::vector<OwnedThread> threads;
-        for (size_t i = 0; i < shares.size(); ++i) {
-            threads.push_back(thread_start([&, i] { ticks[i] = carry_in_real_time(shares[i]); }));
+        for (unsigned i = 0; i < stride; ++i) {
+            threads.push_back(thread_start([&, i] { shares[i] = carry_in_real_time(i, stride, all); }));
         }
     }
     result.processor_seconds = process_seconds() - before;
-    result.line_seconds = *std::max_element(ticks.begin(), ticks.end()) * FRAME_SECONDS;
     result.good = true;
     for (const Share& share : shares) {
-        for (const auto& fax : share) result.good &= fax->is_good();
+        result.good &= share.good;
+        result.line_seconds = std::max(result.line_seconds, share.ticks * FRAME_SECONDS);
     }
     return result;
 }

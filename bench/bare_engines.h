@@ -39,7 +39,7 @@ BareFaxResult run_bare_fax(const BareFaxSettings& settings);
 // processors.
 struct BareFaxesResult {
     bool good = false;
-    double processor_seconds = 0;
-    double line_seconds = 0;  // of each
+    double processor_seconds = 0;  // from making the engines to their end
+    double line_seconds = 0;       // of each
 };
 BareFaxesResult run_bare_faxes_in_real_time(unsigned count, const BareFaxSettings& settings);

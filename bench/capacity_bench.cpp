@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <fstream>
 
-#include "bare_engines.h"
 #include "bench_folder.h"
 #include "board_log.h"
 #include "fax_file.h"

@@ -33,14 +33,15 @@ struct Pair {
 };
 using Pairs = std::deque<Pair>;
 
-// Does it for all pairs at once, on a thread of each; gives the processor time that it took.
-double for_all(Pairs& pairs, const std::function<void(Pair&)>& act) {
+// Does all of it at once, on a thread of each; gives the processor time that it took.
+double all_at_once(const std::vector<std::function<void()>>& acts) {
     const OwnedHandle begin(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     std::vector<OwnedThread> threads;
-    for (Pair& pair : pairs) {
+    threads.reserve(acts.size());
+    for (const auto& act : acts) {
         threads.push_back(thread_start([&] {
             WaitForSingleObject(begin.get(), INFINITE);
-            act(pair);
+            act();
         }));
     }
     const double before = process_seconds();
@@ -59,20 +60,31 @@ void open_lines(Pairs& pairs, const Provider& provider, const BenchFolder& folde
     }
 }
 
-void connect(Pair& pair) {
-    const OwnedThread answering = thread_start([&] { answer_call(pair.receiving, pair.call); });
-    place_call(pair.sending, std::to_string(pair.number));
+void connect(Pairs& pairs) {
+    std::vector<std::function<void()>> ends;
+    for (Pair& pair : pairs) {
+        ends.emplace_back([&] { answer_call(pair.receiving, pair.call); });
+        ends.emplace_back([&] { place_call(pair.sending, std::to_string(pair.number)); });
+    }
+    all_at_once(ends);
 }
 
-void transfer(Pair& pair, StatusReader& status, const std::string& file) {
-    const OwnedThread receiving =
-        thread_start([&] { pair.received = receive_fax(pair.receiving, status, pair.received_file, pair.call); });
-    pair.sent = send_fax(pair.sending, status, file);
+double transfer(Pairs& pairs, StatusReader& status, const std::string& file) {
+    std::vector<std::function<void()>> ends;
+    for (Pair& pair : pairs) {
+        ends.emplace_back([&] { pair.received = receive_fax(pair.receiving, status, pair.received_file, pair.call); });
+        ends.emplace_back([&] { pair.sent = send_fax(pair.sending, status, file); });
+    }
+    return all_at_once(ends);
 }
 
-void close_lines(Pair& pair) {
-    line_close(pair.sending);
-    line_close(pair.receiving);
+void close_lines(Pairs& pairs) {
+    std::vector<std::function<void()>> lines;
+    for (Pair& pair : pairs) {
+        lines.emplace_back([&] { line_close(pair.sending); });
+        lines.emplace_back([&] { line_close(pair.receiving); });
+    }
+    all_at_once(lines);
 }
 
 // ---- what came of it ----------------------------------------------------------------------------------------------
@@ -116,10 +128,9 @@ Outcome run_lines(unsigned lines, const std::string& file) {
         StatusReader status;
         status.tried = true;  // a host's search for a line's record among all is its own affair
         open_lines(pairs, *provider, folder);
-        for_all(pairs, connect);
-        const double seconds = for_all(pairs, [&](Pair& pair) { transfer(pair, status, file); });
-        outcome.session_ms = seconds * 1000 / lines;
-        for_all(pairs, close_lines);
+        connect(pairs);
+        outcome.session_ms = transfer(pairs, status, file) * 1000 / lines;
+        close_lines(pairs);
     }
     judge(pairs, file, outcome);
     outcome.missed_ticks = missed_ticks(folder.file("board.log"));
