@@ -13,9 +13,8 @@
 
 #ifdef _MSC_VER
 
-extern "C" int call_with_fault_frame(void (*body)(void*), void* context) {
-    body(context);
-    return 0;
+extern "C" int call_with_fault_frame(GuardedBody body, void* context, int argument) {
+    return body(context, argument);
 }
 
 #else
@@ -64,14 +63,14 @@ call_with_fault_frame:
     .seh_endprologue
     movq %rcx, %rax
     movq %rdx, %rcx
+    movl %r8d, %edx
     call *%rax
     nop
-    xorl %eax, %eax
     addq $40, %rsp
     ret
     .globl fault_guard_landing
 fault_guard_landing:
-    movl $1, %eax
+    movl $0x80000000, %eax
     addq $40, %rsp
     ret
     .seh_handler fault_guard_handler, @except
@@ -80,9 +79,9 @@ fault_guard_landing:
 
 #endif
 
-extern "C" int call_with_fault_guard(void (*body)(void*), void* context) {
+int call_with_fault_guard(GuardedBody body, void* context) {
     const size_t held_before = LineLock::held_by_this_thread();
-    const int fault = call_with_fault_frame(body, context);
-    if (fault) LineLock::release_since(held_before);
-    return fault;
+    const int result = call_with_fault_frame(body, context, 0);
+    if (result == FAULTED) LineLock::release_since(held_before);
+    return result;
 }

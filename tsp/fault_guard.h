@@ -2,18 +2,27 @@
 // division fault and the like). The telephony service lives in the same process; one wild handle must not end it.
 #pragma once
 
+#include <climits>
+
 #include "diag/diag.h"
 
-// Calls body(context). 0 = it returned; 1 = a hardware fault ended it, in which case no destructor has run on the way.
-// C++ exceptions pass through.
-extern "C" int call_with_fault_frame(void (*body)(void*), void* context);
+// A body that runs in a guard.
+using GuardedBody = int (*)(void* context, int argument);
+
+// What the guard gives instead of the body's own result, which is never this.
+constexpr int FAULTED = INT_MIN;
+
+// Gives what body(context, argument) returns, or FAULTED when a hardware fault has ended it, in which case no
+// destructor has run on the way. C++ exceptions pass through.
+extern "C" int call_with_fault_frame(GuardedBody body, void* context, int argument);
 
 // The same; after a fault the line locks that the body took through LineLock are given back.
-extern "C" int call_with_fault_guard(void (*body)(void*), void* context);
+int call_with_fault_guard(GuardedBody body, void* context);
 
 template <class Body>
-void run_body(void* body) {
+int run_body(void* body, int) {
     (*static_cast<Body*>(body))();
+    return 0;
 }
 
 // What a fault becomes on its way out of the guard.
@@ -22,7 +31,7 @@ struct HardwareFault {};
 // Runs body; a fault in it goes on as a C++ exception from here, so that the destructors of the callers run.
 template <class Body>
 void with_faults_as_exceptions(Body body) {
-    if (call_with_fault_guard(run_body<Body>, &body) != 0) throw HardwareFault{};
+    if (call_with_fault_guard(run_body<Body>, &body) == FAULTED) throw HardwareFault{};
 }
 
 // Whether body returned, rather than raised something.
@@ -40,7 +49,7 @@ bool completes(Body body) {
 template <class Body>
 bool completes_without_locks(Body body) {
     try {
-        return call_with_fault_frame(run_body<Body>, &body) == 0;
+        return call_with_fault_frame(run_body<Body>, &body, 0) != FAULTED;
     } catch (...) {
         return false;
     }

@@ -69,8 +69,8 @@ void register_filter() {
     QorvLogFilterDelete(filter);
 }
 
-// Registers the filter once; returns whether the trace is ready. Not inlined: every line would pay for it.
-[[gnu::noinline]] bool trace_setup() {
+// Not inlined: every line would pay for it.
+[[gnu::noinline]] bool register_filter_once() {
     ACE_GUARD_RETURN(ACE_Thread_Mutex, guard, trace_lock, false);
     if (!trace_ready) {
         with_faults_as_exceptions([] {
@@ -81,6 +81,11 @@ void register_filter() {
         trace_ready = 1;
     }
     return trace_ready != 0;
+}
+
+// Registers the filter once; returns whether the trace is ready.
+bool trace_setup() {
+    return trace_ready || register_filter_once();
 }
 
 // Writes text as a format of its own: a percent sign in a panic line is taken as a conversion. Readers of the panic
@@ -119,8 +124,15 @@ void format_line(char (&line)[LINE_LENGTH + 1], const char* format, va_list argu
     line[LINE_LENGTH] = '\0';
 }
 
-bool is_wanted(int32_t level) {
-    return (trace_ready || trace_setup()) && QorvLogIsInterested(trace_client, level) != 0;
+int ask_log(void*, int level) {
+    return QorvLogIsInterested(trace_client, level);
+}
+
+// Whether somebody wants lines of the level: 0 = no; FAULTED = the question went wrong.
+int interest(int32_t level) try {
+    return trace_setup() ? call_with_fault_frame(ask_log, nullptr, level) : 0;
+} catch (...) {
+    return FAULTED;
 }
 
 void write_line(const char* source_file, uint32_t source_line, int32_t level, const char* format, va_list arguments) {
@@ -141,12 +153,11 @@ void write_line(const char* source_file, uint32_t source_line, int32_t level, co
 }  // namespace
 
 void trace(const char* source_file, uint32_t source_line, int32_t level, const char* format, ...) {
-    bool wanted = level == TRACE_PANIC;
-    const bool asked = wanted || completes_without_locks([&wanted, level] { wanted = is_wanted(level); });
-    if (asked && !wanted) return;
+    const int wanted = level == TRACE_PANIC ? 1 : interest(level);
+    if (wanted == 0) return;
     va_list arguments;
     va_start(arguments, format);
-    if (!asked || !is_written(source_file, source_line, level, format, arguments))
+    if (wanted == FAULTED || !is_written(source_file, source_line, level, format, arguments))
         OutputDebugStringW(L"!!!!Exception in logging TSP");
     va_end(arguments);
 }
