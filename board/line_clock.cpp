@@ -6,7 +6,7 @@
 namespace softboard {
 
 constexpr Clock::time_point NEVER = Clock::time_point::max();
-constexpr Milliseconds MAKES_UP_FOR(100);
+constexpr Milliseconds MAKES_UP_FOR(5000);
 
 // ---- ticks --------------------------------------------------------------------------------------------------------
 

@@ -33,8 +33,8 @@ class MissedTicks {
 // The ticks of one call. Begins with the next one of all calls.
 class Ticks {
   public:
-    // Whether one is due. When more are, the caller makes up for them one by one; what is more than 100 ms behind, a
-    // process was stopped, is let go by. A tick that is not taken before the next one has been missed.
+    // Whether one is due. When more are, the caller makes up for them one by one; what is more than five seconds
+    // behind, a process was stopped, is let go by. A tick that is not taken before the next one has been missed.
     bool take(Clock::time_point now, MissedTicks& missed);
     // When the next one is due, once take has been called.
     Clock::time_point next() const { return *next_; }

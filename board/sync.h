@@ -22,7 +22,16 @@ class Mutex {
     Mutex() = default;
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
-    void lock() { AcquireSRWLockExclusive(&lock_); }
+    // What it guards is done in moments, so it is worth a short try before the thread goes to sleep, which not every
+    // system's own lock makes.
+    void lock() {
+        constexpr int TRIES = 200;
+        for (int i = 0; i < TRIES; ++i) {
+            if (TryAcquireSRWLockExclusive(&lock_) != 0) return;
+            YieldProcessor();
+        }
+        AcquireSRWLockExclusive(&lock_);
+    }
     void unlock() { ReleaseSRWLockExclusive(&lock_); }
     void lock_shared() { AcquireSRWLockShared(&lock_); }
     void unlock_shared() { ReleaseSRWLockShared(&lock_); }
