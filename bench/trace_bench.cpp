@@ -61,13 +61,6 @@ void* WINAPI counted_heap_alloc(HANDLE heap, DWORD flags, size_t size) {
     return gHeapAlloc(heap, flags, size);
 }
 
-// Not every function is imported by every build of the provider.
-template <class Function>
-void replace(harness::Replacements& table, const char* name, Function& original, Function replacement) {
-    original = reinterpret_cast<Function>(table.original(name));
-    table.replace(name, reinterpret_cast<void*>(replacement));
-}
-
 // ---- the lines -----------------------------------------------------------------------------------------------------
 
 // A line as most of the provider's are.
@@ -121,11 +114,12 @@ int main() {
     find_function<int (*)()>(board, "DornInitialize")();
 
     harness::Replacements table(provider);
-    replace(table, "QorvLogAddFilter", gAddFilter, add_filter);
-    replace(table, "malloc", gMalloc, counted_malloc);
-    replace(table, "calloc", gCalloc, counted_calloc);
-    replace(table, "realloc", gRealloc, counted_realloc);
-    replace(table, "HeapAlloc", gHeapAlloc, counted_heap_alloc);
+    table.replace("QorvLogAddFilter", gAddFilter, add_filter);
+    // Not every one of these is imported by every build of the provider.
+    table.replace("malloc", gMalloc, counted_malloc);
+    table.replace("calloc", gCalloc, counted_calloc);
+    table.replace("realloc", gRealloc, counted_realloc);
+    table.replace("HeapAlloc", gHeapAlloc, counted_heap_alloc);
     trace_line(FILTERED_LEVEL);
     if (gLog.QorvLogIsInterested(gClient, FILTERED_LEVEL) || !gLog.QorvLogIsInterested(gClient, WRITTEN_LEVEL))
         give_up("the trace levels are not what they are by default");

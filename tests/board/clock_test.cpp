@@ -110,12 +110,6 @@ void WINAPI stop_after_release(SRWLOCK* lock) {
     WaitForSingleObject(through.released, INFINITE);
 }
 
-template <class Function>
-void replace(harness::Replacements& table, const char* name, Function& original, Function replacement) {
-    original = reinterpret_cast<Function>(table.original(name));
-    ASSERT_TRUE(table.replace(name, reinterpret_cast<void*>(replacement)));
-}
-
 }  // namespace
 
 TEST(SharedClock, FastTimeStandsStillForTheNextDocumentThoughTheEndOfTheOneBeforeIsStillBeingCarried) {
@@ -123,9 +117,9 @@ TEST(SharedClock, FastTimeStandsStillForTheNextDocumentThoughTheEndOfTheOneBefor
     write_file(board.file("out.tif"), {text_page(1)});
     const ConnectedLines lines(0, 1, "101");
     harness::Replacements table(GetModuleHandleA("calddlld.dll"));
-    replace(table, "OutputDebugStringA", original_debug_string, watch_debug_string);
-    replace(table, "WakeAllConditionVariable", original_wake_all, watch_wake_all);
-    replace(table, "ReleaseSRWLockExclusive", original_release, stop_after_release);
+    ASSERT_TRUE(table.replace("OutputDebugStringA", original_debug_string, watch_debug_string));
+    ASSERT_TRUE(table.replace("WakeAllConditionVariable", original_wake_all, watch_wake_all));
+    ASSERT_TRUE(table.replace("ReleaseSRWLockExclusive", original_release, stop_after_release));
 
     expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
     WaitForSingleObject(through.stopped, INFINITE);

@@ -1,4 +1,7 @@
 // Wrong use, which never does worse than fail, and the end of the library, which ends everything.
+#include <atomic>
+
+#include "import_table.h"
 #include "pages.h"
 #include "support.h"
 
@@ -177,6 +180,49 @@ TEST(Shutdown, EndsTheCallsThatWait) {
     }
     EXPECT_EQ(waited.status, uint32_t{KX_STATUS_ERROR});
     EXPECT_EQ(dialled.status, uint32_t{KX_STATUS_ERROR});
+}
+
+namespace {
+
+// Stops a thread before its third lock: a call on a line looks the board up, then the line, and then does its work.
+struct CallOnItsWay {
+    const HANDLE stopped = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE released = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    std::atomic<DWORD> thread{0};
+    int locks = 0;
+};
+CallOnItsWay on_its_way;
+decltype(&::TryAcquireSRWLockExclusive) original_try_acquire;
+
+BOOLEAN WINAPI stop_before_third_lock(SRWLOCK* lock) {
+    if (GetCurrentThreadId() == on_its_way.thread && ++on_its_way.locks == 3) {
+        SetEvent(on_its_way.stopped);
+        WaitForSingleObject(on_its_way.released, INFINITE);
+    }
+    return original_try_acquire(lock);
+}
+
+}  // namespace
+
+TEST(Shutdown, ACallThatHasFoundItsLineAndMeetsTheEndIsRefused) {
+    Board board;
+    DornLine* const line = attach(0);
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    ASSERT_TRUE(table.replace("TryAcquireSRWLockExclusive", original_try_acquire, stop_before_third_lock));
+    DornFaxRecord record{};
+    int returned = 0;
+    {
+        const Thread calling([&] {
+            on_its_way.thread = GetCurrentThreadId();
+            returned = DornFaxHeader(line, &record);
+        });
+        WaitForSingleObject(on_its_way.stopped, INFINITE);
+        board.shut_down();
+        SetEvent(on_its_way.released);
+    }
+    EXPECT_EQ(returned, -1);
+    EXPECT_EQ(record.status, uint32_t{KX_STATUS_ERROR});
+    EXPECT_EQ(record.line_status, uint32_t{APIERR_BADSTATE});
 }
 
 TEST(Shutdown, EndsAFaxInProgressAndLeavesNoFiles) {

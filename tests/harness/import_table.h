@@ -28,6 +28,12 @@ class Replacements {
 
     // Replaces the function of this name, from whichever DLL it comes; false when the module does not import it.
     bool replace(const std::string& name, void* replacement);
+    // The same; what stood in the table is kept for the replacement to call.
+    template <class Function>
+    bool replace(const std::string& name, Function& kept, Function replacement) {
+        kept = reinterpret_cast<Function>(original(name));
+        return replace(name, reinterpret_cast<void*>(replacement));
+    }
     // What stood in the table for that function, null when the module does not import it.
     void* original(const std::string& name) const;
     void restore();
