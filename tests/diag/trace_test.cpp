@@ -123,8 +123,7 @@ void WINAPI noted_enter(LPCRITICAL_SECTION lock) {
 
 TEST_F(Trace, TakesNoLockOnceItIsSetUp) {
     Replacements more(module);
-    enter_lock = reinterpret_cast<Enter>(more.original("EnterCriticalSection"));
-    ASSERT_TRUE(more.replace("EnterCriticalSection", reinterpret_cast<void*>(noted_enter)));
+    ASSERT_TRUE(more.replace("EnterCriticalSection", enter_lock, noted_enter));
     trace_twice();
     trace_twice();
     EXPECT_TRUE(reads(all_of(TRACE | NOTE), {"a lock", kEntry, kExit, kEntry, kExit}));

@@ -138,11 +138,9 @@ class AttributesOfTheSegment : public SharedSegment, public testing::WithParamIn
 
 TEST_P(AttributesOfTheSegment, AreFreedAsSoonAsItIsMappedOrHasFailed) {
     Replacements more(module);
-    allocate = reinterpret_cast<Allocate>(more.original("malloc"));
-    give_back = reinterpret_cast<Free>(more.original("free"));
     attributes_seen = false;
-    ASSERT_TRUE(more.replace("malloc", reinterpret_cast<void*>(watched_malloc)));
-    ASSERT_TRUE(more.replace("free", reinterpret_cast<void*>(watched_free)));
+    ASSERT_TRUE(more.replace("malloc", allocate, watched_malloc));
+    ASSERT_TRUE(more.replace("free", give_back, watched_free));
     if (GetParam().failure) windows.mapping.*GetParam().failure = 8;
     initialise();
     EXPECT_TRUE(reads(own(all_of(TRACE | NOTE).levels({2, 4, 8}))

@@ -98,8 +98,7 @@ void WINAPI leave_and_see_the_resets_end(LPCRITICAL_SECTION lock) {
 
 TEST_F(StartUpResets, AreWaitedForAlsoWhenTheyAreDoneAtOnce) {
     Replacements more(module);
-    leave_lock = reinterpret_cast<Leave>(more.original("LeaveCriticalSection"));
-    ASSERT_TRUE(more.replace("LeaveCriticalSection", reinterpret_cast<void*>(leave_and_see_the_resets_end)));
+    ASSERT_TRUE(more.replace("LeaveCriticalSection", leave_lock, leave_and_see_the_resets_end));
     starter = GetCurrentThreadId();
     EXPECT_EQ(initialise(), 0);
     EXPECT_TRUE(holds(windows_calls(), "WaitForSingleObject(EVENT1, INFINITE)"));
