@@ -225,7 +225,7 @@ int main() {
     BenchArguments arguments;
     const Results results(arguments, "startup");
     const uint32_t lines = arguments.take_number("--lines", BENCH_CHANNELS);
-    const unsigned repetitions = arguments.take_number("--repetitions", 3);
+    const unsigned repetitions = arguments.take_number("--repetitions", 7);
     const ProviderUnderTest provider = load_provider(lines);
     measure_time(provider, results, repetitions);
     measure_lines(provider, results, std::min(lines, arguments.take_number("--open-lines", 1024)));
