@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 
@@ -48,13 +49,26 @@ size_t threads_of_process() {
     return count;
 }
 
-bool log_says(const Board& board, const std::string& text) {
+// Empty while there is none yet.
+std::string log_of(const Board& board) {
     std::string log;
     FILE* const file = fopen(board.file("board.log").c_str(), "rb");
-    if (file == nullptr) return false;
+    if (file == nullptr) return log;
     for (int c; (c = fgetc(file)) != EOF;) log += static_cast<char>(c);
     fclose(file);
-    return log.find(text) != std::string::npos;
+    return log;
+}
+
+const std::string MISSED = " ticks of 20 ms missed so far: the processor does not keep up with the calls";
+
+// The number in the log's last line about missed ticks.
+uint64_t missed_ticks(const Board& board) {
+    const std::string log = log_of(board);
+    const size_t end = log.rfind(MISSED);
+    if (end == std::string::npos) return 0;
+    size_t begin = end;
+    while (begin > 0 && isdigit(static_cast<unsigned char>(log[begin - 1])) != 0) --begin;
+    return std::stoull(log.substr(begin, end - begin));
 }
 
 }  // namespace
@@ -70,9 +84,41 @@ TEST(SharedClock, TicksThatTheProcessorsAreTooSlowForAreToldInTheLog) {
     const uint32_t calls_at_once = std::min(128 * softboard::processor_count(), 2000u);
     const Board board(board_of(calls_at_once, "100"));
     const Calls calls(calls_at_once);
-    while (!log_says(board, " ticks of 20 ms missed so far: the processor does not keep up with the calls")) {
-        SwitchToThread();
-    }
+    while (missed_ticks(board) == 0) SwitchToThread();
+}
+
+// ---- between two documents ----------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int64_t AN_HOUR = 3600;
+constexpr uint64_t TICKS_OF_HALF_AN_HOUR = uint64_t{1800} * 50;
+std::atomic<int64_t> seconds_ahead{0};
+decltype(&::QueryPerformanceCounter) original_counter;
+
+BOOL WINAPI counter_ahead(LARGE_INTEGER* counter) {
+    const BOOL done = original_counter(counter);
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    counter->QuadPart += seconds_ahead * frequency.QuadPart;
+    return done;
+}
+
+}  // namespace
+
+TEST(SharedClock, ACallMissesNoTicksBetweenOneDocumentAndTheNext) {
+    Board board("[board]\npace=50\n");
+    write_file(board.file("out.tif"), {text_page(1)});
+    const ConnectedLines lines(0, 1, "101");
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    ASSERT_TRUE(table.replace("QueryPerformanceCounter", original_counter, counter_ahead));
+
+    expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
+    while (has_temporary_files()) SwitchToThread();  // until the call carries neither end's session any more
+    seconds_ahead = AN_HOUR;
+    expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
+    board.shut_down();
+    EXPECT_LT(missed_ticks(board), TICKS_OF_HALF_AN_HOUR);
 }
 
 // ---- a clock that has no processor for a while ----------------------------------------------------------------------

@@ -112,16 +112,6 @@ constexpr FileCase FILES[] = {
 INSTANTIATE_TEST_SUITE_P(, FaxOfFile, testing::ValuesIn(FILES),
                          [](const testing::TestParamInfo<FileCase>& file) { return file.param.name; });
 
-static bool has_temporary_files() {
-    char folder[MAX_PATH + 1];
-    GetTempPathA(sizeof folder, folder);
-    WIN32_FIND_DATAA found;
-    const std::string pattern = std::string(folder) + "calddlld-" + std::to_string(GetCurrentProcessId()) + "-*";
-    const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) FindClose(search);
-    return search != INVALID_HANDLE_VALUE;
-}
-
 TEST(Fax, AFileThatMayOnlyBeReadIsSentAndItsCopyIsNotLeftBehind) {
     FaxBoard fax;
     SetFileAttributesA(fax.out.c_str(), FILE_ATTRIBUTE_READONLY);

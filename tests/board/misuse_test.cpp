@@ -239,11 +239,7 @@ TEST(Shutdown, EndsAFaxInProgressAndLeavesNoFiles) {
     }
     EXPECT_NE(sent.result.status, uint32_t{KX_STATUS_OK});
     EXPECT_NE(received.result.status, uint32_t{KX_STATUS_OK});
-    char folder[MAX_PATH + 1];
-    GetTempPathA(sizeof folder, folder);
-    const std::string mine = std::string(folder) + "calddlld-" + std::to_string(GetCurrentProcessId()) + "-*";
-    WIN32_FIND_DATAA found;
-    EXPECT_EQ(FindFirstFileA(mine.c_str(), &found), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(has_temporary_files());
 }
 
 TEST(Shutdown, AndStartAgainAsOftenAsOneLikes) {

@@ -52,6 +52,16 @@ Board::~Board() {
     delete_folder(folder_);
 }
 
+bool has_temporary_files() {
+    char folder[MAX_PATH + 1];
+    GetTempPathA(sizeof folder, folder);
+    WIN32_FIND_DATAA found;
+    const std::string pattern = std::string(folder) + "calddlld-" + std::to_string(GetCurrentProcessId()) + "-*";
+    const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) FindClose(search);
+    return search != INVALID_HANDLE_VALUE;
+}
+
 // ---- lines --------------------------------------------------------------------------------------------------------
 
 DornLine* attach(uint32_t channel) {

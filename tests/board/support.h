@@ -23,6 +23,9 @@ class Board {
     bool up_ = false;
 };
 
+// Whether a session of this process has its document or its pages in a file.
+bool has_temporary_files();
+
 DornLine* attach(uint32_t channel);
 int detach(DornLine* line);
 int alert(DornLine* line);
