@@ -15,6 +15,20 @@ static OwnedHandle inheritable_file(const std::string& path) {
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+// On a busy machine it happens that Wine is gone before the new program has begun, which it calls an internal error.
+// The program is started again then.
+static bool start(const std::wstring& command, STARTUPINFOW& startup, PROCESS_INFORMATION& process) {
+    constexpr int MOST_TRIES = 4;
+    constexpr DWORD PAUSE = 500;  // milliseconds
+    for (int tries = 1; !CreateProcessW(nullptr, std::wstring(command).data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                        nullptr, &startup, &process);
+         ++tries) {
+        if (GetLastError() != ERROR_INTERNAL_ERROR || tries == MOST_TRIES) return false;
+        Sleep(PAUSE);
+    }
+    return true;
+}
+
 // Output goes to files, not pipes: a service that a program starts may keep a pipe open for as long as it runs.
 ProgramRun run_program(const std::string& program, const std::string& arguments) {
     const TemporaryFolder folder;
@@ -27,9 +41,8 @@ ProgramRun run_program(const std::string& program, const std::string& arguments)
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = output.get();
         startup.hStdError = errors.get();
-        std::wstring command = wide("\"" + full_path(program) + "\" " + arguments);
         PROCESS_INFORMATION process = {};
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+        if (!start(wide("\"" + full_path(program) + "\" " + arguments), startup, process)) {
             run.exit_status = GetLastError();
             run.errors = program + " cannot be started";
             return run;
