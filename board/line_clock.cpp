@@ -1,6 +1,7 @@
 #include "line_clock.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace softboard {
@@ -37,21 +38,36 @@ std::shared_ptr<ClockTask> LineClock::add(Mutex& lock, Turn turn) {
     start_threads(lock);
     auto task = std::make_shared<ClockTask>();
     task->turn = std::move(turn);
-    task->place = schedule_.emplace(Clock::now(), task);
+    Tasks added{task};
+    line_up(added, woken_, woken_.end());
     ++tasks_;
     changed_.notify_one();
     return task;
 }
 
 void LineClock::wake(const std::shared_ptr<ClockTask>& task) {
-    if (task->has_its_turn) {
+    if (task->queue == nullptr) {
         task->woken = true;
         return;
     }
-    auto entry = schedule_.extract(task->place);
-    entry.key() = Clock::now();
-    task->place = schedule_.insert(std::move(entry));
+    Tasks woken;
+    woken.splice(woken.end(), *task->queue, task->place);
+    line_up(woken, woken_, woken_.end());
     changed_.notify_one();
+}
+
+void LineClock::line_up(Tasks& task, Tasks& queue, Tasks::iterator before) {
+    task.front()->queue = &queue;
+    task.front()->place = task.begin();
+    queue.splice(before, task);
+}
+
+// Nearly always at the end: calls whose turns are due together have them one after the other.
+void LineClock::schedule(Tasks& task, Clock::time_point due) {
+    auto before = schedule_.end();
+    while (before != schedule_.begin() && (*std::prev(before))->due > due) --before;
+    task.front()->due = due;
+    line_up(task, schedule_, before);
 }
 
 std::list<Thread> LineClock::end() {
@@ -74,8 +90,8 @@ void LineClock::start_threads(Mutex& lock) {
 void LineClock::run(Mutex& lock) {
     Guard guard(lock);
     while (!ending_ || tasks_ != 0) {
-        if (!schedule_.empty() && schedule_.begin()->first <= Clock::now()) {
-            take_first_turn(guard);
+        if (next_due() <= Clock::now()) {
+            take_next_turn(guard);
         } else {
             wait(guard);
         }
@@ -84,7 +100,7 @@ void LineClock::run(Mutex& lock) {
 
 // Idle threads wait for each other's leavings, and the one of them that the next turn is due for waits for its time.
 void LineClock::wait(Guard& guard) {
-    const Clock::time_point due = schedule_.empty() ? NEVER : schedule_.begin()->first;
+    const Clock::time_point due = next_due();
     if (due >= watched_) {
         changed_.wait(guard);
         return;
@@ -94,29 +110,35 @@ void LineClock::wait(Guard& guard) {
     watched_ = NEVER;
 }
 
-void LineClock::take_first_turn(Guard& guard) {
-    auto entry = schedule_.extract(schedule_.begin());
+Clock::time_point LineClock::next_due() const {
+    if (!woken_.empty()) return Clock::time_point::min();
+    return schedule_.empty() ? NEVER : schedule_.front()->due;
+}
+
+void LineClock::take_next_turn(Guard& guard) {
+    Tasks& queue = woken_.empty() ? schedule_ : woken_;
+    Tasks taken;
+    taken.splice(taken.end(), queue, queue.begin());
     // This thread is away now: somebody else looks after what is left.
-    if (!schedule_.empty() && schedule_.begin()->first < watched_) changed_.notify_one();
-    const std::shared_ptr<ClockTask> task = entry.mapped();
-    task->has_its_turn = true;
-    task->woken = false;
-    const std::optional<Clock::time_point> next = task->turn(guard);
-    task->has_its_turn = false;
-    if (next.has_value()) {
-        entry.key() = task->woken ? Clock::now() : *next;
-        task->place = schedule_.insert(std::move(entry));
-        return;
+    if (next_due() < watched_) changed_.notify_one();
+    ClockTask& task = *taken.front();
+    task.queue = nullptr;
+    task.woken = false;
+    const std::optional<Clock::time_point> next = task.turn(guard);
+    if (!next.has_value()) {
+        --tasks_;
+        if (ending_) changed_.notify_all();
+        // What the turn holds, files among it, goes without the lock.
+        guard.unlock();
+        task.turn = nullptr;
+        guard.lock();
+    } else if (task.woken) {
+        line_up(taken, woken_, woken_.end());
+    } else if (*next == WHEN_WOKEN) {
+        line_up(taken, paused_, paused_.end());
+    } else {
+        schedule(taken, *next);
     }
-    // It stays "in its turn", so that waking it does nothing. What the turn holds, files among it, goes without the
-    // lock.
-    task->has_its_turn = true;
-    Turn over = std::exchange(task->turn, nullptr);
-    --tasks_;
-    if (ending_) changed_.notify_all();
-    guard.unlock();
-    over = nullptr;
-    guard.lock();
 }
 
 }  // namespace softboard

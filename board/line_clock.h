@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,27 +45,30 @@ class Ticks {
 };
 
 struct ClockTask;
-
-// By the time at which each is due next, of those that do not have their turn right now.
-using Schedule = std::multimap<Clock::time_point, std::shared_ptr<ClockTask>>;
+using Tasks = std::list<std::shared_ptr<ClockTask>>;
 
 // One turn: called with the board's lock held, gives when the next one is due, or nothing when there will be none. May
 // let go of the lock and take it again.
 using Turn = std::function<std::optional<Clock::time_point>(Guard& guard)>;
 
+// The turn after this one is not due before the task is woken.
+constexpr Clock::time_point WHEN_WOKEN = Clock::time_point::max();
+
 struct ClockTask {
     Turn turn;
-    Schedule::iterator place;
-    bool has_its_turn = false;
-    bool woken = false;  // during its turn: the next one is due at once
+    Clock::time_point due;   // if the task is in the schedule
+    Tasks* queue = nullptr;  // in which it waits, none during its turn and after its last one
+    Tasks::iterator place;   // there
+    bool woken = false;      // during its turn: the next one is due at once
 };
 
 // The functions are called with the board's lock held.
 class LineClock {
   public:
-    // The first turn is due at once. Throws std::bad_alloc, also when the system has no thread to give.
+    // The first turn is due at once, before those that are late. Throws std::bad_alloc, also when the system has no
+    // thread to give.
     std::shared_ptr<ClockTask> add(Mutex& lock, Turn turn);
-    // The task's next turn is due at once.
+    // The task's next turn is due at once, before those that are late.
     void wake(const std::shared_ptr<ClockTask>& task);
     // When the last task is over, so are the threads, which are handed to the caller to be waited for without the lock.
     std::list<Thread> end();
@@ -75,9 +77,14 @@ class LineClock {
     void start_threads(Mutex& lock);
     void run(Mutex& lock);
     void wait(Guard& guard);
-    void take_first_turn(Guard& guard);
+    Clock::time_point next_due() const;
+    void take_next_turn(Guard& guard);
+    void line_up(Tasks& task, Tasks& queue, Tasks::iterator before);
+    void schedule(Tasks& task, Clock::time_point due);
 
-    Schedule schedule_;
+    Tasks woken_;     // and new ones
+    Tasks schedule_;  // in the order in which they are due
+    Tasks paused_;    // until they are woken
     size_t tasks_ = 0;
     Condition changed_;
     Clock::time_point watched_ = Clock::time_point::max();  // an idle thread wakes up then

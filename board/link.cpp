@@ -12,8 +12,6 @@
 
 namespace softboard {
 
-constexpr Clock::time_point WHEN_WOKEN = Clock::time_point::max();
-
 static const FaxConfig& fax_config(const Side& side) {
     return side.channel != nullptr ? side.channel->config.fax : side.station->fax;
 }

@@ -9,8 +9,6 @@ using namespace softboard;
 
 namespace {
 
-constexpr Clock::time_point NEVER = Clock::time_point::max();
-
 class LineClockTest : public testing::Test {
   protected:
     ~LineClockTest() override {
@@ -54,7 +52,7 @@ TEST_F(LineClockTest, ATaskThatIsWokenDuringItsTurnHasAnotherOneAtOnce) {
             return std::nullopt;
         }
         clock.wake(task);
-        return NEVER;
+        return WHEN_WOKEN;
     });
     guard.unlock();
     wait_for(1);
@@ -64,7 +62,7 @@ TEST_F(LineClockTest, ATaskThatWaitsHasItsTurnWhenItIsWoken) {
     int turns = 0;
     const auto task = add([&](Guard& held) -> std::optional<Clock::time_point> {
         meet(held, 0);
-        return ++turns == 2 ? std::nullopt : std::optional(NEVER);
+        return ++turns == 2 ? std::nullopt : std::optional(WHEN_WOKEN);
     });
     wait_for(1);
     {
@@ -117,6 +115,32 @@ TEST_F(LineClockTest, TurnsAreTakenInTheOrderInWhichTheyAreDue) {
 }
 
 // ---- ticks --------------------------------------------------------------------------------------------------------
+
+// Turns that never let go of the lock are taken in the order in which they are counted here.
+TEST_F(LineClockTest, ATaskThatIsWokenHasItsTurnBeforeThoseThatAreLate) {
+    std::vector<std::string> order;
+    const auto turns_of = [&](const std::string& name, Clock::time_point second, const std::function<void()>& act) {
+        return [&, name, second, act, first = true](Guard& held) mutable -> std::optional<Clock::time_point> {
+            if (std::exchange(first, false)) {
+                act();
+                return second;
+            }
+            order.push_back(name);
+            meet(held, 0);
+            return std::nullopt;
+        };
+    };
+    std::shared_ptr<ClockTask> sleeper;
+    Guard guard(lock);  // no turn before all are there
+    const Clock::time_point late = Clock::now();
+    sleeper = clock.add(lock, turns_of("woken", WHEN_WOKEN, [] {}));
+    clock.add(lock, turns_of("first late", late, [] {}));
+    clock.add(lock, turns_of("second late", late, [&] { clock.wake(sleeper); }));
+    guard.unlock();
+    wait_for(3);
+    guard.lock();
+    EXPECT_EQ(order, (std::vector<std::string>{"woken", "first late", "second late"}));
+}
 
 namespace {
 
