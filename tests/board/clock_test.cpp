@@ -89,36 +89,18 @@ TEST(SharedClock, TicksThatTheProcessorsAreTooSlowForAreToldInTheLog) {
 
 // ---- between two documents ----------------------------------------------------------------------------------------
 
-namespace {
-
-constexpr int64_t AN_HOUR = 3600;
-constexpr uint64_t TICKS_OF_HALF_AN_HOUR = uint64_t{1800} * 50;
-std::atomic<int64_t> seconds_ahead{0};
-decltype(&::QueryPerformanceCounter) original_counter;
-
-BOOL WINAPI counter_ahead(LARGE_INTEGER* counter) {
-    const BOOL done = original_counter(counter);
-    LARGE_INTEGER frequency;
-    QueryPerformanceFrequency(&frequency);
-    counter->QuadPart += seconds_ahead * frequency.QuadPart;
-    return done;
-}
-
-}  // namespace
-
 TEST(SharedClock, ACallMissesNoTicksBetweenOneDocumentAndTheNext) {
     Board board("[board]\npace=50\n");
     write_file(board.file("out.tif"), {text_page(1)});
     const ConnectedLines lines(0, 1, "101");
-    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
-    ASSERT_TRUE(table.replace("QueryPerformanceCounter", original_counter, counter_ahead));
+    BoardTime time;
 
     expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
     while (has_temporary_files()) SwitchToThread();  // until the call carries neither end's session any more
-    seconds_ahead = AN_HOUR;
+    time.put_forward(3600);
     expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
     board.shut_down();
-    EXPECT_LT(missed_ticks(board), TICKS_OF_HALF_AN_HOUR);
+    EXPECT_LT(missed_ticks(board), 1800u * 50);
 }
 
 // ---- a clock that has no processor for a while ----------------------------------------------------------------------

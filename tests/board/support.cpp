@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -50,6 +51,25 @@ void Board::shut_down() {
 Board::~Board() {
     shut_down();
     delete_folder(folder_);
+}
+
+static std::atomic<int> seconds_ahead{0};
+static decltype(&::QueryPerformanceCounter) original_counter;
+
+static BOOL WINAPI counter_ahead(LARGE_INTEGER* counter) {
+    const BOOL done = original_counter(counter);
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    counter->QuadPart += seconds_ahead * frequency.QuadPart;
+    return done;
+}
+
+BoardTime::BoardTime() : table_(GetModuleHandleA("calddlld.dll")) {
+    EXPECT_TRUE(table_.replace("QueryPerformanceCounter", original_counter, counter_ahead));
+}
+
+void BoardTime::put_forward(int seconds) {
+    seconds_ahead += seconds;
 }
 
 bool has_temporary_files() {

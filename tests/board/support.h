@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "import_table.h"
+
 // The library, started with this INI text, in a folder of its own that goes when the board does.
 class Board {
   public:
@@ -21,6 +23,16 @@ class Board {
   private:
     std::string folder_;
     bool up_ = false;
+};
+
+// The library's time, which can be put forward. Waits that are going on do not notice.
+class BoardTime {
+  public:
+    BoardTime();
+    void put_forward(int seconds);
+
+  private:
+    harness::Replacements table_;
 };
 
 // Whether a session of this process has its document or its pages in a file.

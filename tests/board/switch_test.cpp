@@ -3,7 +3,7 @@
 
 using softboard::Thread;
 
-constexpr char QUICK[] = "[board]\nring_interval_ms=50\nno_answer_ms=300\n";
+constexpr char RINGS_QUICKLY[] = "[board]\nring_interval_ms=50\n";
 
 // A line that calls a number until the test's end: the cause is in *cause once the thread is through.
 static std::unique_ptr<Thread> calling(DornLine* line, const char* number, KXResult* result) {
@@ -85,7 +85,8 @@ TEST(Lines, TheCallControlProtocolIsTheConfiguredOne) {
 // ---- ringing ------------------------------------------------------------------------------------------------------
 
 TEST(Ringing, EveryRingIsOneReturnWithTheCallersData) {
-    Board board(std::string(QUICK) + "[channel.0]\nname=Caller\n[channel.1]\ninformation=a%20b\nsecond_called=2nd\n");
+    Board board(std::string(RINGS_QUICKLY) +
+                "[channel.0]\nname=Caller\n[channel.1]\ninformation=a%20b\nsecond_called=2nd\n");
     DornLine* const caller = attach(0);
     DornLine* const called = attach(1);
     KXResult result{};
@@ -104,22 +105,23 @@ TEST(Ringing, EveryRingIsOneReturnWithTheCallersData) {
 }
 
 TEST(Ringing, RingsThatNobodyWaitedForAreRungOnceAtTheNextWait) {
-    Board board("[board]\nring_interval_ms=300\n");
+    Board board("[board]\nring_interval_ms=60000\nno_answer_ms=3600000\n");
+    BoardTime time;
     DornLine* const caller = attach(0);
     DornLine* const called = attach(1);
     KXResult result{};
     const auto call = calling(caller, "101", &result);
     EXPECT_EQ(wait_for_call(called).status, uint32_t{KX_STATUS_OK});
-    // Two more rings pass on another line's time-out, with nobody waiting here.
-    EXPECT_EQ(wait_for_call(attach(2), 700).line_status, WAIT_FOR_CALL_TIMEOUT);
-    EXPECT_EQ(wait_for_call(called, 100).line_status, 0u);
+    time.put_forward(150);  // two more rings and a half
+    EXPECT_EQ(wait_for_call(called).line_status, 0u);
     EXPECT_EQ(wait_for_call(called, 50).line_status, WAIT_FOR_CALL_TIMEOUT);
+    time.put_forward(60);
     EXPECT_EQ(wait_for_call(called).line_status, 0u);
     answer(called);
 }
 
 TEST(Ringing, ACallerWhoGivesUpLeavesTheWaiterToItsTimeOut) {
-    Board board(QUICK);
+    Board board(RINGS_QUICKLY);
     DornLine* const caller = attach(0);
     DornLine* const called = attach(1);
     KXResult result{};
@@ -135,7 +137,7 @@ TEST(Ringing, ACallerWhoGivesUpLeavesTheWaiterToItsTimeOut) {
 }
 
 TEST(Ringing, ALineThatIsOpenedWhileItIsCalledRings) {
-    Board board(QUICK);
+    Board board(RINGS_QUICKLY);
     KXResult result{};
     const auto call = calling(attach(0), "101", &result);
     DornLine* const called = attach(1);
@@ -199,7 +201,7 @@ TEST(Calling, ALineWithACallIsBusy) {
 }
 
 TEST(Calling, ALineThatNobodyAnswersIsGivenUp) {
-    Board board(QUICK);
+    Board board("[board]\nno_answer_ms=100\n");
     DornLine* const caller = attach(0);
     EXPECT_EQ(dial(caller, "101"), 325u);
     DornLine* const called = attach(1);
@@ -237,7 +239,7 @@ TEST(Calling, ALineThatIsOffHookIsBusy) {
 }
 
 TEST(Calling, OnARingingLineIsRefused) {
-    Board board(QUICK);
+    Board board(RINGS_QUICKLY);
     DornLine* const called = attach(1);
     KXResult result{};
     const auto call = calling(attach(0), "101", &result);
@@ -249,7 +251,7 @@ TEST(Calling, OnARingingLineIsRefused) {
 }
 
 TEST(Calling, AResetStopsTheRinging) {
-    Board board(QUICK);
+    Board board(RINGS_QUICKLY);
     DornLine* const caller = attach(0);
     DornLine* const called = attach(1);
     KXResult result{};

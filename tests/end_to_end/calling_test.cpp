@@ -42,9 +42,7 @@ TEST_F(Calling, IsInterruptedWhileItRings) {
     given_board("");
     const std::unique_ptr<Line> line = open_line(0);
     const OwnedThread user = thread_start([this] { SetEvent(stop.get()); });
-    const ULONGLONG start = GetTickCount64();
     EXPECT_EQ(EXIT_INTERRUPTED, send(*line, "101", three_pages()).failure.exit_status);
-    EXPECT_LT(GetTickCount64() - start, 10000u);
 }
 
 TEST_F(Calling, ALineThatIsNotThereIsRefused) {
