@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <list>
 
 #include "import_table.h"
 #include "pages.h"
@@ -15,13 +16,17 @@
 
 namespace {
 
+// So many calls, on a board_of them.
+std::vector<ConnectedLines> connected_lines(uint32_t count) {
+    std::vector<ConnectedLines> calls;
+    for (uint32_t i = 0; i < count; ++i) calls.push_back({2 * i, 2 * i + 1, std::to_string(100 + 2 * i + 1).c_str()});
+    return calls;
+}
+
 // So many calls, each with a session at both ends that hears the other one; nobody waits for them.
 class Calls {
   public:
-    explicit Calls(uint32_t count) {
-        for (uint32_t i = 0; i < count; ++i) {
-            calls_.push_back({2 * i, 2 * i + 1, std::to_string(100 + 2 * i + 1).c_str()});
-        }
+    explicit Calls(uint32_t count) : calls_(connected_lines(count)) {
         for (const ConnectedLines& call : calls_) {
             DornFaxRecord record{};
             EXPECT_EQ(DornFaxBeginReceive(call.called, &record), 0);
@@ -30,7 +35,7 @@ class Calls {
     }
 
   private:
-    std::vector<ConnectedLines> calls_;
+    const std::vector<ConnectedLines> calls_;
 };
 
 std::string board_of(uint32_t calls, const std::string& pace) {
@@ -101,6 +106,50 @@ TEST(SharedClock, ACallMissesNoTicksBetweenOneDocumentAndTheNext) {
     expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).sent, 1);
     board.shut_down();
     EXPECT_LT(missed_ticks(board), 1800u * 50);
+}
+
+// ---- documents ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr DWORD PART_OF_A_PAGE = 1000;  // bytes; what else is read of a document is less
+std::atomic<unsigned> reading{0};
+std::atomic<unsigned> most_reading{0};
+decltype(&::ReadFile) original_read;
+
+BOOL WINAPI count_page_reads(HANDLE file, void* data, DWORD bytes, DWORD* done, OVERLAPPED* overlapped) {
+    if (bytes < PART_OF_A_PAGE) return original_read(file, data, bytes, done, overlapped);
+    const unsigned now = ++reading;
+    for (unsigned most = most_reading; most < now && !most_reading.compare_exchange_weak(most, now);) {
+    }
+    Sleep(5);  // long enough for others to come, if they may
+    const BOOL read = original_read(file, data, bytes, done, overlapped);
+    --reading;
+    return read;
+}
+
+}  // namespace
+
+TEST(SharedClock, DocumentsThatBeginTogetherAreReadOnHalfOfTheProcessors) {
+    const unsigned processors = softboard::processor_count();
+    const uint32_t count = 2 * processors + 2;
+    const Board board(board_of(count, "realtime"));
+    write_file(board.file("out.tif"), {halftone_page(300)});
+    const std::vector<ConnectedLines> calls = connected_lines(count);
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    ASSERT_TRUE(table.replace("ReadFile", original_read, count_page_reads));
+    {
+        std::list<softboard::Thread> threads;
+        for (const ConnectedLines& call : calls) {
+            threads.emplace_back([&] {
+                DornFaxRecord record{};
+                record.hTiff = open_tiff(board.file("out.tif"), "r");
+                EXPECT_EQ(DornFaxBeginSendTiff(call.caller, &record), 0);
+            });
+        }
+    }
+    EXPECT_GT(most_reading, 0u);
+    EXPECT_LE(most_reading, std::max(1u, processors / 2));
 }
 
 // ---- a clock that has no processor for a while ----------------------------------------------------------------------
