@@ -1,5 +1,7 @@
 // Wrong use, which never does worse than fail, and the end of the library, which ends everything.
 #include <atomic>
+#include <cstdlib>
+#include <cstring>
 
 #include "import_table.h"
 #include "pages.h"
@@ -250,4 +252,55 @@ TEST(Shutdown, AndStartAgainAsOftenAsOneLikes) {
         expect_good(result.sent, 1);
         expect_good(result.received, 1);
     }
+}
+
+// ---- no memory ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The first block that a thread of the clock asks for once it has said this in the log is refused.
+struct Shortage {
+    const char* const said;
+    std::atomic<DWORD> thread{0};
+    std::atomic<bool> refused{false};
+};
+Shortage shortage{"channel 1 receives DCS"};
+decltype(&::OutputDebugStringA) original_debug_string;
+decltype(&::malloc) original_malloc;
+
+void WINAPI begin_shortage(const char* text) {
+    if (std::strstr(text, shortage.said) != nullptr) shortage.thread = GetCurrentThreadId();
+    original_debug_string(text);
+}
+
+void* refuse_once(size_t size) {
+    if (shortage.thread == GetCurrentThreadId() && !shortage.refused.exchange(true)) return nullptr;
+    return original_malloc(size);
+}
+
+}  // namespace
+
+TEST(Shortage, ThatTheClockMeetsEndsTheCallAndNobodyWaitsForIt) {
+    Board board("[log]\nfile={folder}\\board.log\non=FILTER_INFO\n");
+    write_file(board.file("out.tif"), {text_page(1)});
+    const ConnectedLines lines(0, 1, "101");
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    ASSERT_TRUE(table.replace("OutputDebugStringA", original_debug_string, begin_shortage));
+    ASSERT_TRUE(table.replace("malloc", original_malloc, refuse_once));
+
+    const Transfer result = transfer(lines, board.file("out.tif"), board.file("in.tif"));
+    EXPECT_TRUE(shortage.refused);
+    for (const FaxJob& job : {result.sent, result.received}) {
+        EXPECT_EQ(job.result.status, uint32_t{KX_STATUS_ERROR}) << job.failed_call;
+        EXPECT_EQ(job.result.line_status, uint32_t{APIERR_MEMORY}) << job.failed_call;
+    }
+    EXPECT_NE(*DornLineStateAccess(lines.caller), DORN_LINE_STATE_CONNECTED);
+    EXPECT_NE(*DornLineStateAccess(lines.called), DORN_LINE_STATE_CONNECTED);
+    terminate(lines.caller);
+    terminate(lines.called);
+    {
+        const auto answerer = answering(lines.called);
+        EXPECT_EQ(dial(lines.caller, "101"), CONNECTED);
+    }
+    expect_good(transfer(lines, board.file("out.tif"), board.file("in.tif")).received, 1);
 }
