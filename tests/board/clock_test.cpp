@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
-#include <cstdio>
 #include <cstring>
 #include <list>
 
@@ -54,21 +53,11 @@ size_t threads_of_process() {
     return count;
 }
 
-// Empty while there is none yet.
-std::string log_of(const Board& board) {
-    std::string log;
-    FILE* const file = fopen(board.file("board.log").c_str(), "rb");
-    if (file == nullptr) return log;
-    for (int c; (c = fgetc(file)) != EOF;) log += static_cast<char>(c);
-    fclose(file);
-    return log;
-}
-
 const std::string MISSED = " ticks of 20 ms missed so far: the processor does not keep up with the calls";
 
 // The number in the log's last line about missed ticks.
 uint64_t missed_ticks(const Board& board) {
-    const std::string log = log_of(board);
+    const std::string log = read_text(board.file("board.log"));
     const size_t end = log.rfind(MISSED);
     if (end == std::string::npos) return 0;
     size_t begin = end;

@@ -5,16 +5,9 @@
 
 #include "support.h"
 
-namespace {
+using softboard::Thread;
 
-std::string read_text(const std::string& path) {
-    std::string text;
-    FILE* const file = fopen(path.c_str(), "rb");
-    if (file == nullptr) return text;
-    for (int c; (c = fgetc(file)) != EOF;) text += static_cast<char>(c);
-    fclose(file);
-    return text;
-}
+namespace {
 
 constexpr uint32_t CLIENT = 0x1234;
 constexpr uint32_t STRANGER = 0x5678;
@@ -89,6 +82,35 @@ TEST(Log, NullsAreIgnored) {
     QorvLogFilter* const filter = QorvLogFilterNew(nullptr, nullptr, 1, 0, 0, 0);
     QorvLogFilterAddSetting(filter, 1, nullptr, 1);
     QorvLogFilterDelete(filter);
+}
+
+namespace {
+
+struct SlowFile {
+    const HANDLE writing = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE written = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+};
+SlowFile slow;
+decltype(&::fflush) original_flush;
+
+int wait_in_flush(FILE* stream) {
+    SetEvent(slow.writing);
+    WaitForSingleObject(slow.written, INFINITE);
+    return original_flush(stream);
+}
+
+}  // namespace
+
+TEST(Log, WhetherALevelIsWantedIsSaidWhileALineIsBeingWritten) {
+    Board board;
+    add_client();
+    harness::Replacements table(GetModuleHandleA("calddlld.dll"));
+    ASSERT_TRUE(table.replace("fflush", original_flush, wait_in_flush));
+    const Thread writer([] { QorvLogLogMsg(CLIENT, 1, "slow", "test.cpp", 1); });
+    WaitForSingleObject(slow.writing, INFINITE);
+    EXPECT_NE(QorvLogIsInterested(CLIENT, 1), 0);
+    EXPECT_EQ(QorvLogIsInterested(CLIENT, 4), 0);
+    SetEvent(slow.written);
 }
 
 // ---- the configuration --------------------------------------------------------------------------------------------

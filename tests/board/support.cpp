@@ -53,6 +53,15 @@ Board::~Board() {
     delete_folder(folder_);
 }
 
+std::string read_text(const std::string& path) {
+    std::string text;
+    FILE* const file = fopen(path.c_str(), "rb");
+    if (file == nullptr) return text;
+    for (int c; (c = fgetc(file)) != EOF;) text += static_cast<char>(c);
+    fclose(file);
+    return text;
+}
+
 static std::atomic<int> seconds_ahead{0};
 static decltype(&::QueryPerformanceCounter) original_counter;
 

@@ -25,6 +25,9 @@ class Board {
     bool up_ = false;
 };
 
+// Empty when there is no such file.
+std::string read_text(const std::string& path);
+
 // The library's time, which can be put forward. Waits that are going on do not notice.
 class BoardTime {
   public:
