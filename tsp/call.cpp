@@ -230,14 +230,17 @@ extern "C" LONG WINAPI TSPI_lineDrop(DRV_REQUESTID dwRequestID, HDRVCALL hdCall,
 
 extern "C" LONG WINAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
     LineRec* pLine = line_of(hdCall);
-    return line_entry(__func__, pLine, [&](LineEntry&) -> LONG {
+    return line_entry(__func__, pLine, [&](LineEntry& entry) -> LONG {
         if (!IsValidLine(pLine)) {
             TRACE(TRACE_INFO, "TSPI_lineCloseCall - Invalid CallHandle");
             return LINEERR_INVALCALLHANDLE;
         }
         LineLock lock(pLine);
         TRACE(TRACE_INFO, "Closing call on line %d", DornLineUnitGet(pLine->hChannel) + 1);
-        if (!pLine->htCall || pLine->call_closing || pLine->line_closing) return 0;
+        if (!pLine->htCall || pLine->call_closing || pLine->line_closing) {
+            entry.leave_line();
+            return 0;
+        }
         pLine->call_closing = 1;
         close_open_tiff(pLine);
         alert_line(pLine);
@@ -255,6 +258,8 @@ extern "C" LONG WINAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
         SetEvent(pLine->ring_det_wait_event);
         forget_call(pLine);
         SetEvent(pLine->ring_det_wait_event);
+        // TSPI_lineClose may wait for this close, and frees the record then.
+        entry.leave_line();
         return 0;
     });
 }

@@ -45,6 +45,15 @@ LONG provider_entry(const char* name, TraceLevel exit_level, LibraryEnd end, Tra
 struct LineEntry {
     const char* name;
     LineRec* line;
+    LineIdentity last_seen = {};
+    bool is_left = false;
+
+    // The body gives the line's lock up for good, and others may free the record: the exit trace names the line as it
+    // is now. Lock held.
+    void leave_line() {
+        last_seen = identity_of(line);
+        is_left = true;
+    }
 };
 
 inline void trace_line_enter(const LineEntry& entry) {
@@ -57,7 +66,8 @@ inline void trace_line_enter(const LineEntry& entry) {
 inline LONG trace_line_exit(const LineEntry& entry, LONG result, LONG good) {
     const char* verdict = result == good ? "Good" : "Failed";
     if (entry.line)
-        TRACE_LINE(TRACE_LINE_EXIT, entry.line, "%s(%d) %s", entry.name, result, verdict);
+        TRACE_LINE(TRACE_LINE_EXIT, entry.is_left ? entry.last_seen : identity_of(entry.line), "%s(%d) %s", entry.name,
+                   result, verdict);
     else
         TRACE(TRACE_LINE_EXIT, "%s(%d) %s", entry.name, result, verdict);
     return result;

@@ -143,16 +143,17 @@ void fill_line(LineRec* pLine, HTAPILINE htLine, LINEEVENT lpfnEventProc, DWORD 
     pLine->dwRate = line_max_rate(index);
 }
 
-// Ends the call that is still on the line, or waits until another thread has ended it.
+// Ends the call that is still on the line, or waits until another thread has ended it; that thread may be there first
+// when this one has just given up the lock. A call that comes in meanwhile is nobody's to wait for.
 void close_remaining_call(LineRec* pLine, LineLock& lock) {
     if (!pLine->call_closing) {
         TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #01");
         lock.unlock();
-        TSPI_lineCloseCall(reinterpret_cast<HDRVCALL>(pLine));
+        const LONG result = TSPI_lineCloseCall(reinterpret_cast<HDRVCALL>(pLine));
         lock.lock();
-        return;
+        if (result != 0) return;
     }
-    while (pLine->htCall) {
+    while (pLine->htCall && pLine->call_closing) {
         TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #02");
         lock.unlock();
         Sleep(500);

@@ -1,5 +1,6 @@
 // The close of a line at every stage of a call, and alerts that find its thread outside the driver.
 #include <atomic>
+#include <memory>
 
 #include "harness.h"
 #include "holding.h"
@@ -70,6 +71,59 @@ TEST_F(LineCloseRace, WakesTheThreadOfAnOfferedCallWithTheFirstAlertAfterItsPaus
                                                                          }));
     EXPECT_TRUE(reads_in_order(traces(), {"[4] RING_DET_THREAD: call not connected, eLineState(0)",
                                           "[4] LumLineWaitForCall res.status = KX_STATUS_ALERT"}));
+}
+
+// ---- another thread closes the call ---------------------------------------------------------------------------------
+
+TEST_F(LineCloseRace, WaitsForACloseOfTheCallThatGetsTheLockBeforeItsOwn) {
+    take_call(0);
+    const HDRVCALL taken = call(0);
+    new_chapter();
+    driver.gate("DornLineReset").close();
+    sleep_gate(500).close();
+    std::atomic<DWORD> closing_thread = 0;
+    std::unique_ptr<Call> faster;
+    windows.objects.on_wait = [&, locks = 0](HANDLE object, DWORD) mutable -> std::optional<DWORD> {
+        if (GetCurrentThreadId() != closing_thread || object_name(object) != "LOCK" || ++locks != 2) return std::nullopt;
+        faster = std::make_unique<Call>([=] { return tsp.TSPI_lineCloseCall(taken); });
+        EXPECT_TRUE(driver.gate("DornLineReset").holds_somebody());
+        return std::nullopt;
+    };
+    Call closing([&] {
+        closing_thread = GetCurrentThreadId();
+        return close_line(0);
+    });
+    EXPECT_TRUE(sleep_gate(500).holds_somebody());
+    driver.gate("DornLineReset").open();
+    EXPECT_EQ(faster->result(), 0);
+    sleep_gate(500).open();
+    EXPECT_EQ(closing.result(), 0);
+    EXPECT_TRUE(reads(traces().on_thread(closing.thread()).only({"[4] TSPI_lineClose<*>"}),
+                      {"[4] TSPI_lineClose - Unlock #01", "[4] TSPI_lineClose - Unlock #02",
+                       "[4] TSPI_lineClose - Unlock #03", "[4] TSPI_lineClose - Unlock #04"}));
+    EXPECT_EQ(driver.attached(), 0u);
+}
+
+// Nobody would close that call: TAPI is closing its line.
+TEST_F(LineCloseRace, DoesNotWaitForTheEndOfACallThatCameInAfterTheOneThatWasBeingClosed) {
+    take_call(0);
+    driver.gate("DornLineReset").close();
+    Call closing_the_call([this] { return close_call(); });
+    EXPECT_TRUE(driver.gate("DornLineReset").holds_somebody());
+    sleep_gate(500).close();
+    Call closing([this] { return close_line(0); });
+    EXPECT_TRUE(sleep_gate(500).holds_somebody());
+    driver.gate("DornLineReset").open();
+    EXPECT_EQ(closing_the_call.result(), 0);
+    offer_call(0);
+    new_chapter();
+    windows.objects.longest_wait = 20;
+    sleep_gate(500).open();
+    EXPECT_TRUE(comes("[4] TSPI_lineClose - Unlock #03"));
+    sleep_gate(6000).open();
+    EXPECT_EQ(closing.result(), 0);
+    EXPECT_TRUE(holds_no(traces(), "[4] TSPI_lineClose - Unlock #02"));
+    EXPECT_EQ(driver.attached(), 0u);
 }
 
 // ---- every stage of a call ------------------------------------------------------------------------------------------
