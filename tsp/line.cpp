@@ -143,6 +143,9 @@ void fill_line(LineRec* pLine, HTAPILINE htLine, LINEEVENT lpfnEventProc, DWORD 
     pLine->dwRate = line_max_rate(index);
 }
 
+// The longest pause of ring_det_thread that no alert ends is 8 s: two vain offers and the one after a ring.
+constexpr int PASSES_UNTIL_WOKEN = 30;
+
 // Ends the call that is still on the line, or waits until another thread has ended it; that thread may be there first
 // when this one has just given up the lock. A call that comes in meanwhile is nobody's to wait for.
 void close_remaining_call(LineRec* pLine, LineLock& lock) {
@@ -161,18 +164,23 @@ void close_remaining_call(LineRec* pLine, LineLock& lock) {
     }
 }
 
-// Alerts the channel again and again, since the thread may just be between two waits.
+// Alerts the channel again and again, since the thread may just be between two waits. A thread that does not answer for
+// longer than any pause of its own lasts is parked, because of a request that was given up or of an alert that it saw
+// too late, and nobody else will wake it. One that answers without having ended has signalled a collision late.
 void stop_ring_det_thread(LineRec* pLine, LineLock& lock) {
     ResetEvent(pLine->worker_idle_event);
     pLine->line_closing = 1;
-    DWORD result;
-    do {
+    for (int pass = 1;; ++pass) {
         alert_line(pLine);
         TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #03");
         lock.unlock();
-        result = WaitForSingleObject(pLine->worker_idle_event, 1000);
+        const DWORD result = WaitForSingleObject(pLine->worker_idle_event, 1000);
         lock.lock();
-    } while (result == WAIT_TIMEOUT);
+        const bool is_too_early = result == WAIT_OBJECT_0 && !pLine->ring_det_ended;
+        if (result != WAIT_TIMEOUT && !is_too_early) break;
+        if (is_too_early) ResetEvent(pLine->worker_idle_event);
+        if (is_too_early || pass >= PASSES_UNTIL_WOKEN) SetEvent(pLine->ring_det_wait_event);
+    }
     TRACE(TRACE_INFO, "ring_det_thread should be IDLE");
 }
 

@@ -71,6 +71,7 @@ void abandon_call(LineRec* pLine, LineLock& lock, const AbandonedCall& texts) {
 // Whether the line is closing; the thread must then end without another look at the record. Lock held; if so, released.
 bool must_exit(LineRec* pLine, LineLock& lock) {
     if (!pLine->line_closing) return false;
+    pLine->ring_det_ended = 1;
     lock.unlock();
     TRACE_EXIT(pLine, NAME);
     // TSPI_lineClose frees the record as soon as it sees this.

@@ -1,5 +1,6 @@
 // The close of a line at every stage of a call, and alerts that find its thread outside the driver.
 #include <atomic>
+#include <cstring>
 #include <memory>
 
 #include "harness.h"
@@ -84,7 +85,8 @@ TEST_F(LineCloseRace, WaitsForACloseOfTheCallThatGetsTheLockBeforeItsOwn) {
     std::atomic<DWORD> closing_thread = 0;
     std::unique_ptr<Call> faster;
     windows.objects.on_wait = [&, locks = 0](HANDLE object, DWORD) mutable -> std::optional<DWORD> {
-        if (GetCurrentThreadId() != closing_thread || object_name(object) != "LOCK" || ++locks != 2) return std::nullopt;
+        if (GetCurrentThreadId() != closing_thread || object_name(object) != "LOCK" || ++locks != 2)
+            return std::nullopt;
         faster = std::make_unique<Call>([=] { return tsp.TSPI_lineCloseCall(taken); });
         EXPECT_TRUE(driver.gate("DornLineReset").holds_somebody());
         return std::nullopt;
@@ -124,6 +126,49 @@ TEST_F(LineCloseRace, DoesNotWaitForTheEndOfACallThatCameInAfterTheOneThatWasBei
     EXPECT_EQ(closing.result(), 0);
     EXPECT_TRUE(holds_no(traces(), "[4] TSPI_lineClose - Unlock #02"));
     EXPECT_EQ(driver.attached(), 0u);
+}
+
+// ---- a thread that stands aside for nobody --------------------------------------------------------------------------
+
+// A refused number leaves the request in the line's state, and the next ring gives way to a call that is not made.
+TEST_F(LineCloseRace, WakesAThreadThatGaveWayToARefusedCallWhenItAnswersNoAlertForHalfAMinute) {
+    EXPECT_EQ(make_call(L"12$34"), failed(LINEERR_DIALBILLING));
+    EXPECT_TRUE(driver.waits_for_call(4));
+    driver.ring(4);
+    EXPECT_TRUE(comes("[4] r_d_t: Collision detected"));
+    new_chapter();
+    windows.objects.longest_wait = 5;
+    EXPECT_EQ(close_line(0), 0);
+    const auto woken = entries(all_of(TRACE | WINDOWS).only({"[4] TSPI_lineClose - Unlock #03", "SetEvent(RING<*>"}));
+    ASSERT_GT(woken.size(), 30u);
+    EXPECT_EQ(woken[29].kind, TRACE);
+    EXPECT_EQ(woken[30].kind, WINDOWS);
+    EXPECT_EQ(driver.attached(), 0u);
+}
+
+// The thread tells of a collision after it has given the lock up; the close must not take that for its end.
+TEST_F(LineCloseRace, DoesNotTakeACollisionForTheEndOfTheThread) {
+    EXPECT_EQ(make_call(L"12$34"), failed(LINEERR_DIALBILLING));
+    EXPECT_TRUE(driver.waits_for_call(4));
+    Gate before_the_signal;
+    before_the_signal.close();
+    const DWORD test_thread = GetCurrentThreadId();
+    std::atomic<bool> held = false;
+    driver.on.QorvLogLogMsg = [&](uint32_t, int level, const char* line, const char*, uint32_t) {
+        if (level != 9 || !std::strstr(line, ": unlock_line") || GetCurrentThreadId() == test_thread) return;
+        if (!held.exchange(true)) before_the_signal.pass();
+    };
+    driver.ring(4);
+    EXPECT_TRUE(before_the_signal.holds_somebody());
+    new_chapter();
+    Call closing([this] { return close_line(0); });
+    EXPECT_TRUE(comes("[4] TSPI_lineClose - Unlock #03"));
+    before_the_signal.open();
+    EXPECT_EQ(closing.result(), 0);
+    EXPECT_TRUE(reads_in_order(
+        all_of(TRACE | DRIVER | WINDOWS).levels({4, 9}),
+        {"SetEvent(WORKER_IDLE)", "ResetEvent(WORKER_IDLE)", "SetEvent(RING_DET_WAIT)", "[9] <*>: ring_det_thread",
+         "SetEvent(WORKER_IDLE)", "[4] ring_det_thread should be IDLE", "DornSessionDetach(CHAN4)"}));
 }
 
 // ---- every stage of a call ------------------------------------------------------------------------------------------
