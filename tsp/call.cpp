@@ -134,6 +134,7 @@ void forget_call(LineRec* pLine) {
     pLine->eLineState = LINE_IDLE;
     pLine->htCall = nullptr;
     pLine->call_closing = 0;
+    InterlockedExchange(&pLine->closer_inside, 0);
     pLine->FaxStatus = {};
     ZeroMemory(pLine->szCalledID, sizeof pLine->szCalledID);
     ZeroMemory(pLine->szCallerID, sizeof pLine->szCallerID);
@@ -230,7 +231,8 @@ extern "C" LONG WINAPI TSPI_lineDrop(DRV_REQUESTID dwRequestID, HDRVCALL hdCall,
 
 extern "C" LONG WINAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
     LineRec* pLine = line_of(hdCall);
-    return line_entry(__func__, pLine, [&](LineEntry& entry) -> LONG {
+    bool is_closing = false;
+    const LONG result = line_entry(__func__, pLine, [&](LineEntry& entry) -> LONG {
         if (!IsValidLine(pLine)) {
             TRACE(TRACE_INFO, "TSPI_lineCloseCall - Invalid CallHandle");
             return LINEERR_INVALCALLHANDLE;
@@ -242,6 +244,8 @@ extern "C" LONG WINAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
             return 0;
         }
         pLine->call_closing = 1;
+        InterlockedExchange(&pLine->closer_inside, 1);
+        is_closing = true;
         close_open_tiff(pLine);
         alert_line(pLine);
         lock.unlock();
@@ -260,6 +264,10 @@ extern "C" LONG WINAPI TSPI_lineCloseCall(HDRVCALL hdCall) {
         SetEvent(pLine->ring_det_wait_event);
         // TSPI_lineClose may wait for this close, and frees the record then.
         entry.leave_line();
+        is_closing = false;
         return 0;
     });
+    // A close that broke off is nobody's to wait for.
+    if (is_closing) InterlockedExchange(&pLine->closer_inside, 0);
+    return result;
 }

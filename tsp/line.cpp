@@ -147,20 +147,23 @@ void fill_line(LineRec* pLine, HTAPILINE htLine, LINEEVENT lpfnEventProc, DWORD 
 constexpr int PASSES_UNTIL_WOKEN = 30;
 
 // Ends the call that is still on the line, or waits until another thread has ended it; that thread may be there first
-// when this one has just given up the lock. A call that comes in meanwhile is nobody's to wait for.
+// when this one has just given up the lock. A close that broke off, for want of memory or because the driver raised
+// something, has left its mark on the line, and is tried once more.
 void close_remaining_call(LineRec* pLine, LineLock& lock) {
-    if (!pLine->call_closing) {
+    while (pLine->htCall) {
+        if (pLine->call_closing && pLine->closer_inside) {
+            TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #02");
+            lock.unlock();
+            Sleep(500);
+            lock.lock();
+            continue;
+        }
+        pLine->call_closing = 0;
         TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #01");
         lock.unlock();
         const LONG result = TSPI_lineCloseCall(reinterpret_cast<HDRVCALL>(pLine));
         lock.lock();
-        if (result != 0) return;
-    }
-    while (pLine->htCall && pLine->call_closing) {
-        TRACE(TRACE_INFO, "TSPI_lineClose - Unlock #02");
-        lock.unlock();
-        Sleep(500);
-        lock.lock();
+        if (result != 0 || !pLine->call_closing) return;
     }
 }
 
@@ -257,7 +260,7 @@ extern "C" LONG WINAPI TSPI_lineClose(HDRVLINE hdLine) {
             return LINEERR_OPERATIONFAILED;
         }
         LineLock lock(pLine);
-        if (pLine->htCall) close_remaining_call(pLine, lock);
+        close_remaining_call(pLine, lock);
         stop_ring_det_thread(pLine, lock);
         set_line_by_unit(DornLineUnitGet(pLine->hChannel), nullptr);
         detach_channel(pLine->hChannel);

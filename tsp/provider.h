@@ -80,7 +80,8 @@ struct LineRec {
     DornLine* hChannel;                     // the driver's line
     uint8_t line_closing;                   // 1 once TSPI_lineClose has begun; ring_det_thread ends when it sees it
     uint8_t ring_det_ended;                 // 1 once ring_det_thread has seen that
-    uint8_t call_closing;                   // 1 while TSPI_lineCloseCall tears the call down
+    uint8_t call_closing;                   // 1 while TSPI_lineCloseCall tears the call down, and after it has failed
+    LONG closer_inside;                     // 1 while a thread is doing so; interlocked, not under the lock
     uint32_t worker_busy;                   // 1 while an outgoing-call or drop worker owns the line
     uint32_t eLineState;                    // activity state
     int32_t pending_ops;                    // asynchronous operations whose worker has not finished

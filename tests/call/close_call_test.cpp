@@ -431,7 +431,38 @@ TEST_F(CloseOfABusyLine, SaysWhenTheLackOfMemoryCannotBeReported) {
     free_the_line();
 }
 
+TEST_F(CloseOfABusyLine, ThatFoundNoMemoryIsTriedAgainWhenTheLineIsClosed) {
+    place_call_with_a_deaf_worker();
+    windows.memory.fails = drop_requests_of(GetCurrentThreadId());
+    EXPECT_EQ(close_call(), failed(LINEERR_NOMEM));
+    windows.memory.fails = nullptr;
+    driver.release(4);
+    worker_ends();
+    driver.on.DornLineAlert = ScriptedDriver::usual().DornLineAlert;
+    new_chapter();
+    EXPECT_EQ(close_line(0), 0);
+    EXPECT_TRUE(holds(traces(), "[4] TSPI_lineClose - Unlock #01"));
+    EXPECT_TRUE(holds_no(traces(), "[4] TSPI_lineClose - Unlock #02"));
+    EXPECT_TRUE(holds(driver_calls(), "DornLineReset(CHAN4, <*>"));
+    EXPECT_EQ(driver.attached(), 0u);
+}
+
 // ---- exceptions -----------------------------------------------------------------------------------------------------
+
+TEST_F(CloseCall, ThatBrokeOffInTheDriverIsTriedAgainWhenTheLineIsClosed) {
+    for (auto raise : {+[] { throw 1; }, cause_access_violation}) {
+        take_call(0);
+        driver.on.DornLineReset = [=](DornLine*, DornResetRecord*) { return raise(), 0; };
+        EXPECT_EQ(close_call(), failed(LINEERR_OPERATIONFAILED));
+        driver.on.DornLineReset = ScriptedDriver::usual().DornLineReset;
+        new_chapter();
+        EXPECT_EQ(close_line(0), 0);
+        EXPECT_TRUE(holds(traces(), "[4] TSPI_lineClose - Unlock #01"));
+        EXPECT_TRUE(holds_no(traces(), "[4] TSPI_lineClose - Unlock #02"));
+        EXPECT_EQ(driver.attached(), 0u);
+        open_named_line();
+    }
+}
 
 TEST_F(CloseCall, CatchesAnExceptionUnderTheLockAndGivesItBack) {
     take_call(0);

@@ -126,6 +126,7 @@ bool make_call(TapiLine& line) {
     Request request(line, "TSPI_lineMakeCall", "out_call_thread");
     const HTAPICALL handle = new_call_handle();
     makes_call(request.id, handle);
+    line.handle_being_made = handle;
     if (is_free) line.call = {handle, false, true};
     const std::wstring address = some_address();
     LINECALLPARAMS parameters = {};
@@ -228,11 +229,17 @@ bool close_call(TapiLine& line) {
     const bool without_fax = faxes_running(line) == 0;
     ++line.endings_begun;
     const LONG result = counted("close call", provider.TSPI_lineCloseCall(line.provider_call()));
-    if (result != 0) give_up(text("%s: a call cannot be closed: %ld", line.name.c_str(), result));
+    if (result == static_cast<LONG>(LINEERR_NOMEM) && shortages.of_memory > 0)
+        line.call.stays = true;
+    else if (result != 0)
+        give_up(text("%s: a call cannot be closed: %ld", line.name.c_str(), result));
     // Who comes second does not wait for the first, which may be the close of the line.
-    if (line.closes_under_way > 1 || line.life != Life::open) return true;
+    if (line.call.stays || line.closes_under_way > 1 || line.life != Life::open) return true;
     if (without_fax && line.faxes_begun == faxes) check_clear_record(line);
-    if (is_current(line, handle)) line.call = {};
+    if (!is_current(line, handle)) return true;
+    // A call that is just being made may be the line's next.
+    line.call = {};
+    if (line.makes_under_way > 0) line.call = {line.handle_being_made, false, true};
     return true;
 }
 

@@ -69,13 +69,11 @@ bool is_record(size_t size) {
     return has_turn() && initialisations() > 0 && kind_of(size) < std::size(RECORD_KINDS);
 }
 
-// A close that finds no memory leaves the line unusable, so that nothing could be asked of it any more.
-bool is_spared(const std::string& task) {
-    return task == "TSPI_lineCloseCall" || task == "TSPI_lineClose";
-}
+// Which has no other way left, when it cannot stop the worker of a call, than to go on without.
+constexpr char CLOSE_OF_A_LINE[] = "TSPI_lineClose";
 
 bool runs_short(size_t size) {
-    return is_record(size) && !is_spared(current_task().what) && chance().below(1000) < shortages.of_memory;
+    return is_record(size) && current_task().what != CLOSE_OF_A_LINE && chance().below(1000) < shortages.of_memory;
 }
 
 void* count(void* block, size_t size) {

@@ -27,6 +27,7 @@ struct TapiCall {
     bool is_incoming = false;
     bool is_being_made = false;       // TSPI_lineMakeCall has not returned
     bool is_closing = false;          // TSPI_lineCloseCall has been called
+    bool stays = false;               // ... and found no memory: only the close of the line tries it again
     uint32_t state = 0;               // LINECALLSTATE_* told last, 0 before the first
     uint32_t requests_under_way = 0;  // accepts and answers
     std::string called = "";          // as LINE_CALLINFO told it
@@ -44,7 +45,8 @@ struct TapiLine {
     uint32_t drops_under_way = 0;
     uint32_t dials_under_way = 0;
     uint32_t makes_under_way = 0;
-    uint32_t endings_begun = 0;  // drops and closes of the call, ever
+    HTAPICALL handle_being_made = nullptr;  // of the call that is being made
+    uint32_t endings_begun = 0;             // drops and closes of the call, ever
     // Faxes: those begun, those whose end was told, and the result of the last one.
     uint32_t faxes_begun = 0, faxes_ended = 0;
     uint32_t last_status = 0, last_line_status = 0;
