@@ -1,8 +1,7 @@
 #include "config.h"
 
-#include <windows.h>
-
 #include <algorithm>
+#include <fstream>
 #include <functional>
 #include <iterator>
 #include <set>
@@ -165,24 +164,9 @@ static void check_stations(BoardConfig& board, std::set<std::string>& numbers, M
 
 // ---- the whole file -----------------------------------------------------------------------------------------------
 
-std::string config_path() {
-    char path[MAX_PATH];
-    const DWORD length = GetEnvironmentVariableA("QORV_SOFTBOARD", path, MAX_PATH);
-    if (length > 0 && length < MAX_PATH) return path;
-    HMODULE self = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<const char*>(&config_path), &self);
-    const DWORD size = GetModuleFileNameA(self, path, MAX_PATH);
-    if (size == 0 || size >= MAX_PATH) return {};
-    const std::string file(path);
-    const std::string beside = file.substr(0, file.find_last_of("\\/") + 1) + "softboard.ini";
-    return GetFileAttributesA(beside.c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : beside;
-}
-
-BoardConfig read_config(const std::string& path, Mistakes& mistakes) {
+BoardConfig read_config(std::istream& file, Mistakes& mistakes) {
     BoardConfig board;
-    std::vector<IniSection> sections;
-    if (!path.empty()) sections = read_ini(path, mistakes);
+    const std::vector<IniSection> sections = read_ini(file, mistakes);
     // Modules first, wherever they stand: the other sections refer to their channels.
     for (const IniSection& section : sections) {
         uint32_t number = 0;
@@ -197,6 +181,12 @@ BoardConfig read_config(const std::string& path, Mistakes& mistakes) {
     std::sort(board.modules.begin(), board.modules.end(),
               [](const ModuleConfig& a, const ModuleConfig& b) { return a.number < b.number; });
     return board;
+}
+
+BoardConfig read_config(const std::string& path, Mistakes& mistakes) {
+    std::ifstream file(path);
+    if (!path.empty() && !file) mistakes.push_back({0, "the file cannot be read"});
+    return read_config(file, mistakes);
 }
 
 bool has_capability(const ChannelConfig& channel, int capability) {

@@ -98,7 +98,9 @@ struct BoardConfig {
 // there is none.
 std::string config_path();
 
-// An empty path gives the default board. Values that are wrong are reported and keep their default.
+// An empty file gives the default board. Values that are wrong are reported and keep their default.
+BoardConfig read_config(std::istream& file, Mistakes& mistakes);
+// An empty path gives the default board, too; a file that cannot be read does, and is a mistake of line 0.
 BoardConfig read_config(const std::string& path, Mistakes& mistakes);
 
 bool has_capability(const ChannelConfig& channel, int capability);

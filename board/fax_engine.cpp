@@ -1,10 +1,8 @@
 #include "fax_engine.h"
 
-#include <cmath>
-
 #include "failure.h"
 #include "log.h"
-#include "tiff_library.h"
+#include "page_reader.h"
 
 namespace softboard {
 
@@ -134,28 +132,13 @@ void FaxEngine::report_page_end(int fcf) {
     }
 }
 
-// spandsp writes each page that it accepts into its file, as one strip and already in the wanted coding.
-static bool read_page(const std::string& path, int number, ReceivedPage& page) {
-    const TiffHandle tiff = open_with_tiff_library(path, "r");
-    if (tiff == nullptr || !TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(number))) return false;
-    TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &page.width);
-    TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &page.rows);
-    float dpi_down = 0;
-    TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &dpi_down);
-    page.dpi_down = static_cast<uint32_t>(std::lround(dpi_down));
-    const tmsize_t size = TIFFRawStripSize(tiff.get(), 0);
-    if (size <= 0) return false;
-    page.image.resize(static_cast<size_t>(size));
-    return TIFFReadRawStrip(tiff.get(), 0, page.image.data(), size) == size;
-}
-
 void FaxEngine::take_received_page(int fcf) {
     t30_stats_t stats;
     t30_get_transfer_statistics(t30_, &stats);
     if (stats.pages_rx == pages_received_) return;  // a page that was not accepted
     ReceivedPage page;
     page.bad_rows = static_cast<uint32_t>(stats.bad_rows);
-    if (read_page(received_file_->path(), pages_received_, page)) {
+    if (read_received_page(received_file_->path(), pages_received_, page)) {
         pages_received_ = stats.pages_rx;
         const uint8_t command = command_of(static_cast<uint8_t>(fcf));
         events_.page_received(std::move(page), command == T30_EOP || command == T30_PRI_EOP);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 
 namespace softboard {
 
@@ -27,13 +26,8 @@ static bool read_entry(const std::string& line, unsigned number, IniSection& sec
     return true;
 }
 
-std::vector<IniSection> read_ini(const std::string& path, Mistakes& mistakes) {
+std::vector<IniSection> read_ini(std::istream& file, Mistakes& mistakes) {
     std::vector<IniSection> sections;
-    std::ifstream file(path);
-    if (!file) {
-        mistakes.push_back({0, "the file cannot be read"});
-        return sections;
-    }
     std::string text;
     for (unsigned number = 1; std::getline(file, text); ++number) {
         if (number == 1 && text.compare(0, 3, "\xEF\xBB\xBF") == 0) text.erase(0, 3);

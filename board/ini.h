@@ -1,6 +1,7 @@
 // Reads an INI file into sections and entries that know their line, so that every mistake can be reported by line.
 #pragma once
 
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -25,8 +26,7 @@ struct IniSection {
 };
 
 // Comments start with ";" or "#" and take a whole line. Lines that are no section, entry or comment are mistakes.
-// A file that cannot be read is a mistake of line 0 and yields no sections.
-std::vector<IniSection> read_ini(const std::string& path, Mistakes& mistakes);
+std::vector<IniSection> read_ini(std::istream& file, Mistakes& mistakes);
 
 std::string trimmed(const std::string& text);
 std::string lower_case(std::string text);

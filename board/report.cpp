@@ -41,7 +41,7 @@ static void keep_dcs(Line& line, const Report& report) {
     memcpy(line.dcs + DCS_RATE_AT + 1, frame.data() + DCS_FIRST_BYTE, length);
 }
 
-static void deliver(Line& line, Report& report) {
+void deliver(Line& line, Report& report) {
     keep_dcs(line, report);
     const DornIncomingCmdFunc handler = __atomic_load_n(&line.handler, __ATOMIC_ACQUIRE);
     if (handler == nullptr) return;

@@ -36,6 +36,10 @@ struct Report {
 Report frame_report(bool sent, const uint8_t* frame, size_t length);
 Report end_of_page_report(bool continuing);
 
+// Gives the report to the line's handler, on this thread; until the handler is through, its tagged values can be had.
+// Keeps the DCS if it is one. No lock is held.
+void deliver(Line& line, Report& report);
+
 class ReportThreads;
 
 // The reports of one fax session on their way to its line, one after the other.
