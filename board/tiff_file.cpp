@@ -8,7 +8,8 @@
 namespace softboard {
 
 constexpr uint32_t HEADER_BYTES = 8;
-constexpr uint32_t FIRST_LINK = 4;  // where the header keeps the first directory's offset
+constexpr uint64_t MOST_BYTES = UINT32_MAX;  // of a file: offsets have 32 bits
+constexpr uint32_t FIRST_LINK = 4;           // where the header keeps the first directory's offset
 constexpr uint8_t LITTLE_ENDIAN_HEADER[HEADER_BYTES] = {'I', 'I', 42, 0, 0, 0, 0, 0};
 
 constexpr uint8_t TYPE_SIZES[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8};
@@ -22,21 +23,22 @@ uint32_t tiff_type_size(uint16_t type) {
 // All of these are called with the file's lock held, and seek before they touch the stream: its position belongs to
 // whoever used the handle last.
 
-static uint32_t file_size(TiffFile& file) {
+static uint64_t file_size(TiffFile& file) {
     const int64_t size = file.stream->seek(0, SEEK_END) ? file.stream->tell() : 0;
-    return static_cast<uint32_t>(std::max<int64_t>(size, 0));
+    return static_cast<uint64_t>(std::max<int64_t>(size, 0));
 }
 
 static bool read_at(TiffFile& file, uint32_t offset, void* data, size_t bytes) {
     return file.stream->seek(offset, SEEK_SET) && file.stream->read(data, bytes) == bytes;
 }
 
-static bool write_at(TiffFile& file, uint32_t offset, const void* data, size_t bytes) {
-    return file.stream->seek(offset, SEEK_SET) && file.stream->write(data, bytes) == bytes;
+static bool write_at(TiffFile& file, uint64_t offset, const void* data, size_t bytes) {
+    return offset + bytes <= MOST_BYTES && file.stream->seek(static_cast<int64_t>(offset), SEEK_SET) &&
+           file.stream->write(data, bytes) == bytes;
 }
 
 static bool append(TiffFile& file, const void* data, size_t bytes, uint32_t& offset) {
-    uint32_t end = file_size(file);
+    uint64_t end = file_size(file);
     if (end == 0) {
         if (!write_at(file, 0, LITTLE_ENDIAN_HEADER, HEADER_BYTES)) return false;
         end = HEADER_BYTES;
@@ -45,7 +47,7 @@ static bool append(TiffFile& file, const void* data, size_t bytes, uint32_t& off
         if (!write_at(file, end, "", 1)) return false;
         ++end;
     }
-    offset = end;
+    offset = static_cast<uint32_t>(end);
     return write_at(file, end, data, bytes);
 }
 
@@ -94,51 +96,63 @@ static bool read_directory(TiffFile& file, const ByteOrder& order, uint32_t offs
     uint16_t count = 0;
     if (offset < HEADER_BYTES || !read_at(file, offset, &count, sizeof count)) return false;
     count = order.u16(count);
-    directory.entries.resize(count);
     directory.link = offset + sizeof count + count * sizeof(DornTiffEntry);
-    if (count == 0 || !read_at(file, offset + sizeof count, directory.entries.data(), count * sizeof(DornTiffEntry)) ||
-        !read_at(file, directory.link, &directory.next, sizeof directory.next)) {
-        return false;
-    }
+    // The end first: a count that the file has no entries for is not worth the memory.
+    if (count == 0 || !read_at(file, directory.link, &directory.next, sizeof directory.next)) return false;
+    directory.entries.resize(count);
+    if (!read_at(file, offset + sizeof count, directory.entries.data(), count * sizeof(DornTiffEntry))) return false;
     directory.next = order.u32(directory.next);
     for (DornTiffEntry& entry : directory.entries) to_machine_order(order, entry);
     return true;
 }
 
+// The way from directory to directory.
+struct Walk {
+    ByteOrder order;
+    uint32_t next = 0;       // where the next directory is; 0 = there is none
+    std::set<uint32_t> met;  // where directories have been
+    uint64_t taken = 0;      // bytes of these
+};
+
+static bool begin_walk(TiffFile& file, Walk& walk) {
+    return read_header(file, walk.order, walk.next);
+}
+
+// False when there is no further directory, or none that can be read.
+static bool read_next(TiffFile& file, Walk& walk, Directory& directory) {
+    if (walk.next == 0 || !walk.met.insert(walk.next).second) return false;
+    if (!read_directory(file, walk.order, walk.next, directory)) return false;
+    // Directories that overlap can be as many as the file has bytes, and all of them long.
+    walk.taken += directory.link + sizeof directory.next - walk.next;
+    if (walk.taken > file_size(file)) return false;
+    walk.next = directory.next;
+    return true;
+}
+
 // Where the offset of a further directory belongs. 0 = the file is no TIFF of ours.
 static uint32_t find_last_link(TiffFile& file) {
-    ByteOrder order;
-    uint32_t offset = 0;
-    if (!read_header(file, order, offset) || order.swapped) return 0;
+    Walk walk;
+    if (!begin_walk(file, walk) || walk.order.swapped) return 0;
     uint32_t link = FIRST_LINK;
-    std::set<uint32_t> met;
-    while (offset != 0 && met.insert(offset).second) {
-        Directory directory;
-        if (!read_directory(file, order, offset, directory)) break;
-        link = directory.link;
-        offset = directory.next;
-    }
+    for (Directory directory; read_next(file, walk, directory);) link = directory.link;
     return link;
 }
 
 int walk_tiff_directories(TiffFile& file, const std::function<bool(const TiffEntries&)>& visitor) {
     int visited = 0;
-    ByteOrder order;
-    uint32_t offset = 0;
-    std::set<uint32_t> met;
+    Walk walk;
     {
         const Guard guard(file.lock);
-        if (!read_header(file, order, offset)) return 0;
+        if (!begin_walk(file, walk)) return 0;
     }
-    while (offset != 0 && met.insert(offset).second) {
+    while (true) {
         Directory directory;
         {
             const Guard guard(file.lock);
-            if (!read_directory(file, order, offset, directory)) break;
+            if (!read_next(file, walk, directory)) break;
         }
         ++visited;
         if (!visitor(directory.entries)) break;
-        offset = directory.next;
     }
     return visited;
 }
@@ -157,7 +171,7 @@ std::shared_ptr<TiffFile> open_tiff(const std::string& path, const std::string& 
 bool write_tiff_image(TiffFile& file, const void* data, uint32_t bytes) {
     const Guard guard(file.lock);
     if (file.image_open) {
-        if (!write_at(file, file.image_offset + file.image_bytes, data, bytes)) return false;
+        if (!write_at(file, uint64_t{file.image_offset} + file.image_bytes, data, bytes)) return false;
         file.image_bytes += bytes;
         return true;
     }

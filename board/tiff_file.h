@@ -43,6 +43,8 @@ struct TiffFile {
 // Mode as of fopen; null when the file cannot be opened. The page counter is set from what the file holds.
 std::shared_ptr<TiffFile> open_tiff(const std::string& path, const std::string& mode);
 
+// Writing fails where a file would become larger than TIFF's offsets of 32 bits reach.
+
 // Appends to the image of the page being written; the first data after an image's end begin a new one.
 bool write_tiff_image(TiffFile& file, const void* data, uint32_t bytes);
 void end_tiff_image(TiffFile& file);
@@ -58,8 +60,9 @@ bool end_tiff_directory(TiffFile& file);
 
 using TiffEntries = std::vector<DornTiffEntry>;
 // Calls the visitor for each directory in file order until it returns false. A directory that is not wholly in the
-// file, empty, or met before ends the walk. Returns how many directories were visited. Entries of a big-endian file
-// come with tag, type, count and value in this machine's order.
+// file, empty, or met before ends the walk, and so does one that makes them larger than the file together. Returns how
+// many directories were visited. Entries of a big-endian file come with tag, type, count and value in this machine's
+// order.
 int walk_tiff_directories(TiffFile& file, const std::function<bool(const TiffEntries&)>& visitor);
 
 // Bytes of one value of a TIFF 6.0 field type; 0 = unknown type.

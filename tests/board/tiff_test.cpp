@@ -119,6 +119,14 @@ int stamp(DornTiff* tiff, const DornTiffEntry* entry, uint64_t) {
     return 0;
 }
 
+std::string first_bytes(const std::string& path, size_t count) {
+    std::string bytes(count, '?');
+    FILE* const file = fopen(path.c_str(), "rb");
+    bytes.resize(fread(&bytes[0], 1, count, file));
+    fclose(file);
+    return bytes;
+}
+
 void write_bytes(const std::string& path, const std::vector<uint8_t>& bytes) {
     FILE* const file = fopen(path.c_str(), "wb");
     fwrite(bytes.data(), 1, bytes.size(), file);
@@ -204,6 +212,22 @@ TEST(Tiff, WhatIsNotWrittenLeavesTheFileEmpty) {
     EXPECT_EQ(read_directories(board.file("p.tif")), 0);
 }
 
+// A file of 4 GiB and more, most of which takes no room on the disk.
+TEST(Tiff, NothingIsWrittenBeyondWhatAnOffsetReaches) {
+    Board board;
+    DornTiff* const tiff = open_tiff(board.file("p.tif"), "w+");
+    write_image(tiff, "abc", 3);
+    for (int i = 0; i < 2; ++i) _mdll_fseek(tiff->stream, INT32_MAX, SEEK_CUR);
+    ASSERT_EQ(_mdll_fwrite("x", 1, 1, tiff->stream), 1u);
+    EXPECT_EQ(write_image(tiff, nullptr, 0), 0);
+    EXPECT_NE(write_image(tiff, "defg", 4), 0);
+    EXPECT_NE(write_resolution(tiff, 0).status, uint32_t{KX_STATUS_OK});
+    write_entry(tiff, 273, 4, 1, 0);
+    EXPECT_NE(write_entry(tiff, nullptr), 0);
+    close_tiff(tiff);
+    EXPECT_EQ(first_bytes(board.file("p.tif"), 11), std::string("II*\0\0\0\0\0abc", 11));
+}
+
 // ---- reading what may be anything ---------------------------------------------------------------------------------
 
 TEST(HostileTiff, WithoutAReadableDirectoryGivesNone) {
@@ -236,6 +260,24 @@ TEST(HostileTiff, ALoopOfDirectoriesEnds) {
     EXPECT_EQ(write_entry(tiff, 256, 4, 1, 1728), 0);
     EXPECT_EQ(write_entry(tiff, nullptr), 0);
     close_tiff(tiff);
+}
+
+// Each directory begins within the one before it, and all of them have a hundred entries: they are the same entries.
+TEST(HostileTiff, DirectoriesThatOverlapAreReadNoFurtherThanTheFileIsLong) {
+    Board board;
+    constexpr uint32_t FIRST = 8, STEP = 6, DIRECTORIES = 20, ENTRIES = 100;
+    constexpr uint32_t LINK = sizeof(uint16_t) + ENTRIES * sizeof(DornTiffEntry);
+    std::vector<uint8_t> bytes(FIRST + DIRECTORIES * STEP + LINK, 0);
+    memcpy(bytes.data(), "II*\0\x8", 5);
+    for (uint32_t i = 0; i < DIRECTORIES; ++i) {
+        const uint32_t at = FIRST + i * STEP;
+        const uint16_t entries = ENTRIES;
+        const uint32_t next = at + STEP;
+        memcpy(&bytes[at], &entries, sizeof entries);
+        memcpy(&bytes[at + LINK], &next, sizeof next);
+    }
+    write_bytes(board.file("h.tif"), bytes);
+    EXPECT_EQ(read_directories(board.file("h.tif")), 1);
 }
 
 TEST(HostileTiff, ABigEndianFileIsReadInThisMachinesOrder) {
