@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <iterator>
 #include <vector>
 
@@ -50,7 +52,10 @@ static uint32_t resolution_of(TIFF* tiff, uint32_t page) {
     for (const uint32_t known : {DPI_STANDARD, DPI_FINE, DPI_SUPERFINE}) {
         if (dpi > static_cast<float>(known) * 0.9f && dpi < static_cast<float>(known) * 1.1f) return known;
     }
-    refuse(page, std::to_string(static_cast<unsigned>(dpi)) + " lines per inch are no resolution of fax");
+    // As text it may be any number, or none; as an integer it may not.
+    char lines[64];
+    snprintf(lines, sizeof lines, "%.0f", std::trunc(dpi));
+    refuse(page, std::string(lines) + " lines per inch are no resolution of fax");
 }
 
 static PageForm form_of(TIFF* tiff, uint32_t page) {

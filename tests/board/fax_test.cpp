@@ -271,6 +271,27 @@ TEST(NoFax, AWidthThatNoFaxHasIsRefusedByName) {
     EXPECT_NE(text.find("1720"), std::string::npos) << text;
 }
 
+TEST(NoFax, AResolutionThatNoFaxHasIsRefusedByName) {
+    Board board;
+    write_file(board.file("out.tif"), {text_page(1, 300, 1728, 300)});
+    std::string text;
+    EXPECT_EQ(begin_with(board, board.file("out.tif"), &text).line_status, uint32_t{APIERR_FILEFORMAT});
+    EXPECT_NE(text.find(": 300 lines per inch"), std::string::npos) << text;
+}
+
+TEST(NoFax, AResolutionThatNoIntegerHoldsIsRefusedByName) {
+    Board board;
+    write_file(board.file("300.tif"), {text_page(1, 300, 1728, 300)});
+    std::string bytes = read_bytes(board.file("300.tif"));
+    const std::string lines_300("\x2C\x01\0\0\1\0\0\0", 8);  // a fraction
+    const std::string lines_most("\xFF\xFF\xFF\xFF\1\0\0\0", 8);
+    bytes.replace(bytes.find(lines_300), lines_300.size(), lines_most);
+    write_bytes(board.file("out.tif"), bytes);
+    std::string text;
+    EXPECT_EQ(begin_with(board, board.file("out.tif"), &text).line_status, uint32_t{APIERR_FILEFORMAT});
+    EXPECT_NE(text.find(": 4294967296 lines per inch"), std::string::npos) << text;
+}
+
 TEST(NoFax, AColourPictureIsRefused) {
     Board board;
     TIFF* const tiff = TIFFOpen(board.file("out.tif").c_str(), "w");
