@@ -54,6 +54,7 @@ static ModulePlan next_module(const BoardConfig& board, uint32_t number) {
 
 static const char* module_fault(const BoardConfig& board, const ModulePlan& plan) {
     if (plan.first_unit + plan.module.channel_count > MAX_CHANNELS) return "its unit numbers reach beyond 4047";
+    if (board.channels.size() + plan.module.channel_count > MAX_CHANNELS) return "with it there are over 4048 channels";
     for (const ModuleConfig& module : board.modules) {
         if (module.number == plan.module.number) return "this module is there already";
         const bool apart = plan.module.first_channel >= module.first_channel + module.channel_count ||

@@ -146,6 +146,24 @@ TEST(Configuration, MistakesAreReportedByLineAndLeaveTheDefault) {
     EXPECT_NE(text.find("number 100 is given twice"), std::string::npos);
 }
 
+TEST(Configuration, ModulesThatTogetherHaveTooManyChannelsAreLeftOut) {
+    Board board(
+        "[module.2]\n"  // 1
+        "channels=4048\n"
+        "[module.3]\n"  // 3
+        "channels=1\n"
+        "first_unit=0\n"
+        "[module.4]\n"  // 6
+        "channels=0\n"
+        "first_unit=0\n");
+    EXPECT_NE(attach(4047), nullptr);
+    EXPECT_EQ(attach(4048), nullptr);
+    board.shut_down();
+    const std::string text = read_text(board.file("board.log"));
+    EXPECT_NE(text.find("softboard.ini(3): with it there are over 4048 channels"), std::string::npos) << text;
+    EXPECT_EQ(text.find("softboard.ini(6)"), std::string::npos) << text;
+}
+
 TEST(Configuration, TheExampleIsWithoutMistakes) {
     std::string example = read_text("softboard.ini.example");
     ASSERT_FALSE(example.empty());
