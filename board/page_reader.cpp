@@ -15,7 +15,8 @@ bool read_received_page(const std::string& path, int number, ReceivedPage& page)
     TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &dpi_down);
     page.dpi_down = static_cast<uint32_t>(std::lround(dpi_down));
     const tmsize_t size = TIFFRawStripSize(tiff.get(), 0);
-    if (size <= 0) return false;
+    // What the file says is no measure for memory until it is known to have as much.
+    if (size <= 0 || static_cast<toff_t>(size) > TIFFGetSizeProc(tiff.get())(TIFFClientdata(tiff.get()))) return false;
     page.image.resize(static_cast<size_t>(size));
     return TIFFReadRawStrip(tiff.get(), 0, page.image.data(), size) == size;
 }

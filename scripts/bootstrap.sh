@@ -2,6 +2,8 @@
 # Makes a bare Debian 12 ready to build and run the product: packages, the libraries cross-built from pinned sources,
 # and a Wine prefix of the project's own. Everything built lands in a cache outside the tree, in folders named after the
 # pins; a run that finds all of it does nothing and needs no network.
+#
+#     scripts/bootstrap.sh [--fuzzing]      --fuzzing: also what scripts/fuzz.sh needs
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -22,6 +24,8 @@ packages=(
     # packing it
     zip unzip
 )
+# a compiler for this machine with a fuzzer and sanitizers, and what shows their findings by function and line
+fuzzing_packages=(clang libclang-rt-dev llvm)
 
 say() { printf 'bootstrap: %s\n' "$*"; }
 fail() {
@@ -237,21 +241,41 @@ build_ace() {
     find . \( -name '*.h' -o -name '*.inl' -o -name '*.cpp' \) -exec cp --parents -t "$stage/include/ace" {} +
 }
 
-build_tiff() {
-    local codec off=()
+# The fax codecs are always built in; no other is wanted. Takes the folder to build in.
+configure_tiff() {
+    local folder=$1 codec off=()
+    shift
     for codec in jbig jpeg old-jpeg jpeg12 lerc libdeflate lzma pixarlog webp zlib zstd cxx; do
         off+=("-D$codec=OFF")
     done
-    cmake -S "$build/tiff" -B "$build/tiff-build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Windows \
-        -DCMAKE_C_COMPILER="$triplet-gcc-posix" -DCMAKE_CXX_COMPILER="$triplet-g++-posix" \
-        -DCMAKE_RC_COMPILER="$triplet-windres" -DCMAKE_C_FLAGS="$same_anywhere" \
-        -DCMAKE_FIND_ROOT_PATH="/usr/$triplet" -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
-        -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_INSTALL_PREFIX="$stage" -DCMAKE_INSTALL_LIBDIR=lib \
-        -DBUILD_SHARED_LIBS=OFF "${off[@]}"
+    cmake -S "$build/tiff" -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$stage" \
+        -DCMAKE_INSTALL_LIBDIR=lib -DBUILD_SHARED_LIBS=OFF "${off[@]}" "$@"
+}
+
+# Takes the folder it was built in.
+stage_tiff() {
+    cp "$1/libtiff/libtiff.a" "$stage/lib/"
+    cp "$build"/tiff/libtiff/tiff{,io,vers}.h "$1/libtiff/tiffconf.h" "$stage/include/"
+}
+
+build_tiff() {
+    configure_tiff "$build/tiff-build" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_C_COMPILER="$triplet-gcc-posix" \
+        -DCMAKE_CXX_COMPILER="$triplet-g++-posix" -DCMAKE_RC_COMPILER="$triplet-windres" \
+        -DCMAKE_C_FLAGS="$same_anywhere" -DCMAKE_FIND_ROOT_PATH="/usr/$triplet" \
+        -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY
     cmake --build "$build/tiff-build" --target tiff
-    cp "$build/tiff-build/libtiff/libtiff.a" "$stage/lib/"
-    cp "$build"/tiff/libtiff/tiff{,io,vers}.h "$build"/tiff-build/libtiff/tiffconf.h "$stage/include/"
+    stage_tiff "$build/tiff-build"
     cp "$build/tiff/LICENSE.md" "$stage/licences/tiff.txt"
+}
+
+# For this machine, so that a fault in how the board uses it shows. That it adds nothing to a null pointer is not the
+# board's affair. Comparisons are not traced: those of its tables would take most of the time.
+build_sanitized_tiff() {
+    configure_tiff "$build/tiff-build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_C_FLAGS="-g -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize=pointer-overflow \
+            -fno-sanitize-recover=all -fno-sanitize-coverage=trace-cmp"
+    cmake --build "$build/tiff-build" --target tiff
+    stage_tiff "$build/tiff-build"
 }
 
 build_spandsp() {
@@ -305,6 +329,20 @@ build_dependencies() {
     build=
 }
 
+build_fuzzing_dependencies() {
+    mkdir -p "$downloads"
+    build=$(mktemp -d "$qorv_cache/build.XXXXXX")
+    stage=$build/stage
+    mkdir -p "$stage/lib" "$stage/include"
+    fetch tiff
+    say "building tiff $(pin tiff version) with sanitizers"
+    unpack tiff
+    logged tiff-sanitized build_sanitized_tiff
+    mv -T "$stage" "$qorv_fuzz_deps"
+    rm -rf "$build"
+    build=
+}
+
 # ---- Wine --------------------------------------------------------------------------------------------------------------
 
 create_prefix() {
@@ -329,6 +367,7 @@ create_prefix() {
 # ---- the whole ---------------------------------------------------------------------------------------------------------
 
 downloads=$qorv_cache/downloads
+fuzzing=
 build=
 fetch_folder=
 clean_up() {
@@ -340,8 +379,16 @@ main() {
     # Without these a step that an interrupt ended would be reported like one that failed.
     trap 'exit 130' INT
     trap 'exit 143' TERM
+    case ${1-} in
+        '') ;;
+        --fuzzing)
+            fuzzing=yes
+            packages+=("${fuzzing_packages[@]}")
+            ;;
+        *) fail "what is $1?" ;;
+    esac
     install_packages
-    if [[ ! -d $qorv_deps || ! -d $qorv_wine_template ]]; then
+    if [[ ! -d $qorv_deps || ! -d $qorv_wine_template || ($fuzzing && ! -d $qorv_fuzz_deps) ]]; then
         mkdir -p "$qorv_cache"
         exec 9>"$qorv_cache/lock"
         flock -n 9 || { say "waiting for another bootstrap to finish" && flock 9; }
@@ -350,6 +397,7 @@ main() {
         for build in "$qorv_cache"/build.*; do clean_up; done
         build=
         [[ -d $qorv_deps ]] || build_dependencies
+        [[ ! $fuzzing || -d $qorv_fuzz_deps ]] || build_fuzzing_dependencies
         [[ -d $qorv_wine_template ]] || create_prefix
     fi
     say "ready: $qorv_deps"

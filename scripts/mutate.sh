@@ -71,7 +71,7 @@ worker() {
     local index=$1 workers=$2 tree=$work/tree$1 number place rule old new verdict
     rm -rf "$tree"
     mkdir -p "$tree"
-    cp -r CMakeLists.txt cmake include scripts tsp board service host tests "$tree/"
+    cp -r CMakeLists.txt cmake include scripts tsp board service host tests fuzz "$tree/"
     cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$tree/cmake/mingw-w64.cmake" \
         -DCMAKE_BUILD_TYPE=Release >"$tree/build.log"
     # shellcheck source-path=SCRIPTDIR source=env.sh

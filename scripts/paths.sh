@@ -10,6 +10,7 @@ fi
 qorv_key=$(sha256sum <"$qorv_pins")
 qorv_key=${qorv_key:0:16}
 qorv_deps=$qorv_cache/deps-$qorv_key
+qorv_fuzz_deps=$qorv_cache/fuzz-$qorv_key
 qorv_wine_template=$qorv_cache/wine-$qorv_key
 # Debian's wrapper of the same name starts the server with -p0, which ends it with the last program: Wine would boot anew
 # for every test.
