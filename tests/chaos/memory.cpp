@@ -27,7 +27,7 @@ constexpr RecordKind RECORD_KINDS[] = {
     {"drop request or reset argument", 16, 16},
     {"fax argument", 112, 112},
     {"call request", 200, 232},
-    {"line record", 3600, 3600},
+    {"line record", 3500, 3900},
 };
 constexpr size_t LINE_RECORD = 3;
 
